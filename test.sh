@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds everything and runs every test:
+#   1. the full build (core, host, tools, editor) and all CTest tests;
+#   2. the core and its tests again under AddressSanitizer and UndefinedBehaviorSanitizer;
+#   3. the reader's libFuzzer target for a bounded time, seeded with the LM-63 corpus.
+set -euo pipefail
+cd "$(dirname "$0")"
+
+./scripts/install-deps.sh
+
+jobs=$(nproc 2>/dev/null || echo 2)
+export QT_QPA_PLATFORM=offscreen
+
+echo "== build and test (dev) =="
+cmake --preset dev
+cmake --build --preset dev -j "$jobs"
+ctest --preset dev
+
+echo "== core under ASan/UBSan =="
+cmake --preset asan
+cmake --build --preset asan -j "$jobs"
+ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --preset asan
+
+if [ -x scripts/fuzz.sh ]; then
+    echo "== fuzzing the reader =="
+    ./scripts/fuzz.sh "${KANDOR_FUZZ_SECONDS:-60}"
+fi
