@@ -9,7 +9,7 @@ packages=(
     libsqlite3-dev sqlite3
     libgtest-dev libgmock-dev libbenchmark-dev
     nlohmann-json3-dev
-    xvfb xauth x11-apps imagemagick
+    xvfb xauth
     locales
 )
 
