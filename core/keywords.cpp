@@ -36,4 +36,46 @@ std::int16_t ClassifyKeyword(std::string_view line) {
     return kInvalid;
 }
 
+std::vector<KeywordRun> ColorKeywords(const OneBased<std::string>& keywords) {
+    std::vector<KeywordRun> runs;
+    auto append = [&runs](std::string text, bool bold, std::int32_t color) {
+        if (!text.empty()) runs.push_back({std::move(text), bold, color});
+    };
+    for (const std::string& line : keywords) {
+        const std::size_t bracket = line.find(']');
+        const std::size_t keyLength = bracket == std::string::npos ? 0 : bracket + 1;
+        const std::string keyPart = line.substr(0, keyLength);
+        const std::string rest = line.substr(keyLength) + "\r\n";
+        switch (const std::int16_t keywordClass = ClassifyKeyword(line)) {
+            case kIesnaDefined:
+            case kUserDefined:
+            case kDeprecated:
+                append(keyPart, true, keywordClassColor(keywordClass));
+                append(rest, false, kColorBlack);
+                break;
+            case kRevisionLine:
+                append(line + "\r\n", true, kColorBlack);
+                break;
+            default:
+                // A free line without "]" is plain red even right after a revision line,
+                // whose bold would otherwise carry over and make it look like a keyword.
+                if (keyLength == 0) {
+                    append(rest, false, kColorRed);
+                } else {
+                    append(keyPart, true, kColorRed);
+                    append(rest, false, kColorBlack);
+                }
+                break;
+        }
+    }
+    return runs;
+}
+
+std::vector<KeywordRun> keywordLegendRuns() {
+    return {{"Colors: IESNA defined", false, kColorBlack},
+            {" User defined", false, kColorBlue},
+            {" Deprecated", false, kColorGrey},
+            {" Invalid", false, kColorRed}};
+}
+
 }  // namespace kandor

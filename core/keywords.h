@@ -2,7 +2,11 @@
 
 #include <array>
 #include <cstdint>
+#include <string>
 #include <string_view>
+#include <vector>
+
+#include "core/onebased.h"
 
 namespace kandor {
 
@@ -47,5 +51,26 @@ bool CheckKeyword(std::string_view line, std::string_view lastComposedText);
 // line, any catalogue word anywhere IESNA defined, else invalid. The looseness (a word
 // anywhere, brackets not needed) is how lines have always been classed.
 std::int16_t ClassifyKeyword(std::string_view line);
+
+// One piece of text appended to a rich text box, in the bold and colour it takes.
+struct KeywordRun {
+    std::string text;
+    bool bold = false;
+    std::int32_t color = kColorBlack;  // 24-bit blue-green-red
+
+    friend bool operator==(const KeywordRun&, const KeywordRun&) = default;
+};
+
+// Shown when a run-time fault ends the colouring of the keyword lines.
+inline constexpr std::string_view kMsgBadKeys = "Bad keys..";
+
+// The runs that fill keyRtb from the given keyword lines, first to last, each line followed by
+// CRLF: the keyword part up to and including the first "]" bold in its class colour and the
+// rest plain black; a revision line bold black throughout; an invalid line without "]" plain
+// red throughout. Runs are kept as they are appended (no merging); empty pieces are left out.
+std::vector<KeywordRun> ColorKeywords(const OneBased<std::string>& keywords);
+
+// The runs of the colour legend keyLegend, one per class that can be shown.
+std::vector<KeywordRun> keywordLegendRuns();
 
 }  // namespace kandor
