@@ -61,7 +61,7 @@ struct IesRecord {
 
 // The process-wide, one-based list of records: at most one per exchange slot.
 class RecordList {
-public:
+  public:
     static constexpr int kMaxRecords = 25;
 
     int ubound() const noexcept { return items_.ubound(); }
@@ -73,7 +73,7 @@ public:
     IesRecord& add(IesRecord record = {});
     void clear() noexcept { items_.clear(); }
 
-private:
+  private:
     OneBased<IesRecord> items_;
 };
 

@@ -6,10 +6,14 @@ namespace kandor {
 
 std::int32_t keywordClassColor(std::int16_t keywordClass) {
     switch (keywordClass) {
-        case kUserDefined: return kColorBlue;
-        case kDeprecated: return kColorGrey;
-        case kInvalid: return kColorRed;
-        default: return kColorBlack;
+        case kUserDefined:
+            return kColorBlue;
+        case kDeprecated:
+            return kColorGrey;
+        case kInvalid:
+            return kColorRed;
+        default:
+            return kColorBlack;
     }
 }
 

@@ -13,9 +13,9 @@ namespace kandor {
 // The keyword catalogue: the 21 keywords the system knows, in search order. The same list
 // serves every revision of the format.
 inline constexpr std::array<std::string_view, 21> kKeywordCatalogue = {
-    "TEST",         "TESTLAB",   "TESTDATE",      "NEARFIELD",    "MANUFAC",   "LUMCAT",
+    "TEST",         "TESTLAB",   "TESTDATE",      "NEARFIELD",    "MANUFAC",    "LUMCAT",
     "LUMINAIRE",    "LAMPCAT",   "LAMP",          "BALLAST",      "BALLASTCAT", "MAINTCAT",
-    "DISTRIBUTION", "FLASHAREA", "COLORCONSTANT", "LAMPPOSITION", "ISSUEDATE", "OTHER",
+    "DISTRIBUTION", "FLASHAREA", "COLORCONSTANT", "LAMPPOSITION", "ISSUEDATE",  "OTHER",
     "SEARCH",       "MORE",      "DATE"};
 
 // Built beside the catalogue but consulted for nothing: a [BLOCK] line is classed like any

@@ -11,8 +11,12 @@
 namespace kandor {
 namespace {
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-bool isBlank(char c) { return c == ' ' || c == '\t'; }
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+bool isBlank(char c) {
+    return c == ' ' || c == '\t';
+}
 
 std::string nonFinite(double value) {
     if (std::isnan(value)) return "NaN";
@@ -74,8 +78,12 @@ void incrementDigits(std::string& digits) {
 
 }  // namespace
 
-std::string plainSingle(float value, bool trim) { return plainFloating(value, 7, trim); }
-std::string plainDouble(double value, bool trim) { return plainFloating(value, 15, trim); }
+std::string plainSingle(float value, bool trim) {
+    return plainFloating(value, 7, trim);
+}
+std::string plainDouble(double value, bool trim) {
+    return plainFloating(value, 15, trim);
+}
 
 std::string plainInt(long long value, bool trim) {
     std::string text = std::to_string(value);
@@ -87,7 +95,8 @@ std::string generalSingle(float value) {
     if (!std::isfinite(value)) return nonFinite(value);
     if (value == 0) return "0";
     Decimal d = decimalDigits(std::fabs(value), 7);
-    while (d.digits.size() > 1 && d.digits.back() == '0') d.digits.pop_back();
+    while (d.digits.size() > 1 && d.digits.back() == '0')
+        d.digits.pop_back();
     std::string text = value < 0 ? "-" : "";
     const int n = static_cast<int>(d.digits.size());
     if (d.exponent >= -15 && d.exponent <= 14) {
@@ -165,7 +174,8 @@ std::string formatPattern(double value, std::string_view pattern) {
 double readLenient(std::string_view text) {
     std::size_t i = 0;
     const std::size_t n = text.size();
-    while (i < n && isBlank(text[i])) ++i;
+    while (i < n && isBlank(text[i]))
+        ++i;
     bool negative = false;
     if (i < n && (text[i] == '+' || text[i] == '-')) negative = text[i++] == '-';
     const std::size_t mantissa = i;
@@ -217,22 +227,27 @@ double readLenient(std::string_view text) {
 bool isNumeric(std::string_view text) {
     std::size_t i = 0;
     const std::size_t n = text.size();
-    while (i < n && isBlank(text[i])) ++i;
+    while (i < n && isBlank(text[i]))
+        ++i;
     if (i < n && (text[i] == '+' || text[i] == '-')) ++i;
     std::size_t digits = 0;
-    while (i < n && isDigit(text[i])) ++i, ++digits;
+    while (i < n && isDigit(text[i]))
+        ++i, ++digits;
     if (i < n && text[i] == '.') {
         ++i;
-        while (i < n && isDigit(text[i])) ++i, ++digits;
+        while (i < n && isDigit(text[i]))
+            ++i, ++digits;
     }
     if (digits == 0) return false;
     if (i < n && (text[i] == 'E' || text[i] == 'e')) {
         ++i;
         if (i < n && (text[i] == '+' || text[i] == '-')) ++i;
         if (i >= n || !isDigit(text[i])) return false;
-        while (i < n && isDigit(text[i])) ++i;
+        while (i < n && isDigit(text[i]))
+            ++i;
     }
-    while (i < n && isBlank(text[i])) ++i;
+    while (i < n && isBlank(text[i]))
+        ++i;
     return i == n;
 }
 
@@ -248,8 +263,12 @@ I roundToInteger(double value) {
 }
 }  // namespace
 
-std::int16_t toInt16(double value) { return roundToInteger<std::int16_t>(value); }
-std::int32_t toInt32(double value) { return roundToInteger<std::int32_t>(value); }
+std::int16_t toInt16(double value) {
+    return roundToInteger<std::int16_t>(value);
+}
+std::int32_t toInt32(double value) {
+    return roundToInteger<std::int32_t>(value);
+}
 
 float toSingle(double value) {
     if (std::isnan(value)) return std::numeric_limits<float>::quiet_NaN();
@@ -262,7 +281,11 @@ double toDouble(std::string_view text) {
     return readLenient(text);
 }
 
-float toSingle(std::string_view text) { return toSingle(toDouble(text)); }
-std::int16_t toInt16(std::string_view text) { return toInt16(toDouble(text)); }
+float toSingle(std::string_view text) {
+    return toSingle(toDouble(text));
+}
+std::int16_t toInt16(std::string_view text) {
+    return toInt16(toDouble(text));
+}
 
 }  // namespace kandor

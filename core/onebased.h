@@ -13,7 +13,7 @@ namespace kandor {
 // the validation's error traps expect.
 template <class T>
 class OneBased {
-public:
+  public:
     OneBased() = default;
     explicit OneBased(int upper) { redim(upper); }
     OneBased(std::initializer_list<T> init) : items_(init) {}
@@ -33,7 +33,9 @@ public:
     // Re-dimensions to 1..upper with every element reset; upper <= 0 empties the array.
     void redim(int upper) { items_.assign(upper > 0 ? static_cast<std::size_t>(upper) : 0, T{}); }
     // Re-dimensions to 1..upper keeping the elements that stay in range.
-    void redimPreserve(int upper) { items_.resize(upper > 0 ? static_cast<std::size_t>(upper) : 0); }
+    void redimPreserve(int upper) {
+        items_.resize(upper > 0 ? static_cast<std::size_t>(upper) : 0);
+    }
     void append(T value) { items_.push_back(std::move(value)); }
     void clear() noexcept { items_.clear(); }
 
@@ -46,7 +48,7 @@ public:
 
     friend bool operator==(const OneBased&, const OneBased&) = default;
 
-private:
+  private:
     void check(int i) const {
         if (i < 1 || i > ubound()) raiseFault(fault::kSubscriptOutOfRange);
     }
@@ -57,7 +59,7 @@ private:
 // (for the candela table: one horizontal angle) is contiguous.
 template <class T>
 class OneBased2D {
-public:
+  public:
     OneBased2D() = default;
     OneBased2D(int rows, int cols) { redim(rows, cols); }
 
@@ -79,7 +81,7 @@ public:
 
     friend bool operator==(const OneBased2D&, const OneBased2D&) = default;
 
-private:
+  private:
     std::size_t index(int r, int c) const {
         if (r < 1 || r > rows_ || c < 1 || c > cols_) raiseFault(fault::kSubscriptOutOfRange);
         return static_cast<std::size_t>(r - 1) * static_cast<std::size_t>(cols_) +

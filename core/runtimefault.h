@@ -20,7 +20,7 @@ inline constexpr int kInputPastEnd = 62;
 // The one exception type for run-time faults: a classic error number, its description and
 // the source that raised it. Only error traps catch it; data problems never raise it.
 class RuntimeFault : public std::exception {
-public:
+  public:
     explicit RuntimeFault(int number);
     RuntimeFault(int number, std::string description, std::string source = "KandorPE");
 
@@ -29,7 +29,7 @@ public:
     const std::string& source() const noexcept { return source_; }
     const char* what() const noexcept override { return description_.c_str(); }
 
-private:
+  private:
     int number_;
     std::string description_;
     std::string source_;

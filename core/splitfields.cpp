@@ -26,9 +26,8 @@ FieldSplit SplitFields(std::string_view text, bool linesOnly) {
             std::size_t from = 0;
             while (true) {
                 std::size_t comma = line.find(',', from);
-                row.emplace_back(line.substr(from, comma == std::string_view::npos
-                                                       ? std::string_view::npos
-                                                       : comma - from));
+                row.emplace_back(line.substr(
+                    from, comma == std::string_view::npos ? std::string_view::npos : comma - from));
                 if (comma == std::string_view::npos) break;
                 from = comma + 1;
             }

@@ -9,7 +9,7 @@ namespace kandor {
 // The one list of problems found before a hand-back. The text is the list: one warning per
 // line, each ended by CRLF. The warnings dialog shows this text.
 class WarningList {
-public:
+  public:
     void Clear() { text_.clear(); }
     // Appends the message and CRLF; no prefix, numbering or de-duplication.
     void Add(std::string_view message) {
@@ -24,7 +24,7 @@ public:
     // The warnings one by one, without their line ends.
     std::vector<std::string> lines() const;
 
-private:
+  private:
     std::string text_;
 };
 

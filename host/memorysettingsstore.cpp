@@ -29,8 +29,8 @@ std::string MemorySettingsStore::get(std::string_view app, std::string_view sect
     return e == s->second.end() ? std::string(defaultValue) : e->second.value;
 }
 
-bool MemorySettingsStore::save(std::string_view app, std::string_view section,
-                               std::string_view key, std::string_view value) {
+bool MemorySettingsStore::save(std::string_view app, std::string_view section, std::string_view key,
+                               std::string_view value) {
     lastError_.clear();
     auto& entries = sections_[fold(sectionKey(app, section))];
     auto [it, inserted] = entries.try_emplace(fold(key), Entry{std::string(key), {}, nextOrder_});
@@ -60,10 +60,12 @@ SettingsStore::Entries MemorySettingsStore::allEntries(std::string_view app,
     auto s = sections_.find(fold(sectionKey(app, section)));
     if (s == sections_.end()) return out;
     std::vector<const Entry*> ordered;
-    for (const auto& [k, e] : s->second) ordered.push_back(&e);
+    for (const auto& [k, e] : s->second)
+        ordered.push_back(&e);
     std::sort(ordered.begin(), ordered.end(),
               [](const Entry* a, const Entry* b) { return a->order < b->order; });
-    for (const Entry* e : ordered) out.emplace_back(e->key, e->value);
+    for (const Entry* e : ordered)
+        out.emplace_back(e->key, e->value);
     return out;
 }
 

@@ -16,7 +16,7 @@ namespace kandor {
 // Failures never throw: a write returns false, a read returns the default, and lastError()
 // names the problem (and the file, for a store on disk) in the tool's own words.
 class SettingsStore {
-public:
+  public:
     using Entries = std::vector<std::pair<std::string, std::string>>;
 
     virtual ~SettingsStore() = default;
@@ -34,13 +34,13 @@ public:
     // The message of the most recent failure; empty after a success.
     const std::string& lastError() const { return lastError_; }
 
-protected:
+  protected:
     std::string lastError_;
 };
 
 // A store held in memory, for tests and for tools that need no persistence.
 class MemorySettingsStore final : public SettingsStore {
-public:
+  public:
     std::string get(std::string_view app, std::string_view section, std::string_view key,
                     std::string_view defaultValue = {}) override;
     bool save(std::string_view app, std::string_view section, std::string_view key,
@@ -49,7 +49,7 @@ public:
     bool deleteSection(std::string_view app, std::string_view section) override;
     Entries allEntries(std::string_view app, std::string_view section) override;
 
-private:
+  private:
     struct Entry {
         std::string key;  // as first saved
         std::string value;

@@ -17,15 +17,23 @@ TEST(PlainForm, SingleAndDouble) {
         bool trim;
         const char* expected;
     } cases[] = {
-        {0.5, true, false, " .5"},          {-0.25, true, false, "-.25"},
-        {12, true, false, " 12"},           {12, true, true, "12"},
-        {0, true, false, " 0"},             {-0.0, true, true, "0"},
-        {1e20, true, false, " 1E+20"},      {1.5e-7, true, true, "1.5E-07"},
-        {1234567, true, true, "1234567"},   {12345678, true, true, "1.234568E+07"},
-        {0.0001, true, true, ".0001"},      {0.00001, true, true, "1E-05"},
-        {-1, true, false, "-1"},            {1.35985071695148, true, true, "1.359851"},
+        {0.5, true, false, " .5"},
+        {-0.25, true, false, "-.25"},
+        {12, true, false, " 12"},
+        {12, true, true, "12"},
+        {0, true, false, " 0"},
+        {-0.0, true, true, "0"},
+        {1e20, true, false, " 1E+20"},
+        {1.5e-7, true, true, "1.5E-07"},
+        {1234567, true, true, "1234567"},
+        {12345678, true, true, "1.234568E+07"},
+        {0.0001, true, true, ".0001"},
+        {0.00001, true, true, "1E-05"},
+        {-1, true, false, "-1"},
+        {1.35985071695148, true, true, "1.359851"},
         {1.35985071695148, false, true, "1.35985071695148"},
-        {0.1, false, true, ".1"},           {123456789012345.0, false, true, "123456789012345"},
+        {0.1, false, true, ".1"},
+        {123456789012345.0, false, true, "123456789012345"},
         {1234567890123456.0, false, true, "1.23456789012346E+15"},
     };
     for (const auto& c : cases) {
@@ -64,7 +72,8 @@ TEST(GeneralForm, SevenDigitsPositionalWithinRange) {
         {65.58f, "65.58"},
         {0.1f, "0.1"},
     };
-    for (const auto& c : cases) EXPECT_EQ(generalSingle(c.value), c.expected) << c.value;
+    for (const auto& c : cases)
+        EXPECT_EQ(generalSingle(c.value), c.expected) << c.value;
 }
 
 TEST(Patterns, RoundHalfAwayFromZeroOnFifteenDigits) {
@@ -101,12 +110,13 @@ TEST(LenientReading, LongestPrefixElseZero) {
         const char* text;
         double expected;
     } cases[] = {
-        {"12", 12},        {"  \t.5", 0.5}, {"-.25x", -0.25}, {"1.5E03", 1500},
-        {"1.5e+3", 1500},  {"1E", 1},       {"1E+", 1},       {"+7", 7},
-        {"abc", 0},        {"", 0},         {"-", 0},         {".", 0},
-        {"3,5", 3},        {"\n5", 0},      {"1e-400", 0},    {"00012.50", 12.5},
+        {"12", 12},       {"  \t.5", 0.5}, {"-.25x", -0.25}, {"1.5E03", 1500},
+        {"1.5e+3", 1500}, {"1E", 1},       {"1E+", 1},       {"+7", 7},
+        {"abc", 0},       {"", 0},         {"-", 0},         {".", 0},
+        {"3,5", 3},       {"\n5", 0},      {"1e-400", 0},    {"00012.50", 12.5},
     };
-    for (const auto& c : cases) EXPECT_DOUBLE_EQ(readLenient(c.text), c.expected) << c.text;
+    for (const auto& c : cases)
+        EXPECT_DOUBLE_EQ(readLenient(c.text), c.expected) << c.text;
     try {
         readLenient("1E999");
         FAIL() << "expected an overflow";
@@ -118,10 +128,12 @@ TEST(LenientReading, LongestPrefixElseZero) {
 
 TEST(NumericTest, AcceptsOnlyPlainDecimalNotation) {
     const char* numeric[] = {"0", " 12 ", "\t-1.5", "+3", ".5", "5.", "1E5", "1.5e-3", "-2E+07 "};
-    const char* notNumeric[] = {"",   " ",   "-",    ".",    "1,5", "1D3",   "5-",
-                                "$5", "&H1", "1E",   "1E+",  "1 2", "12abc", "e5"};
-    for (auto t : numeric) EXPECT_TRUE(isNumeric(t)) << t;
-    for (auto t : notNumeric) EXPECT_FALSE(isNumeric(t)) << t;
+    const char* notNumeric[] = {"",   " ",   "-",  ".",   "1,5", "1D3",   "5-",
+                                "$5", "&H1", "1E", "1E+", "1 2", "12abc", "e5"};
+    for (auto t : numeric)
+        EXPECT_TRUE(isNumeric(t)) << t;
+    for (auto t : notNumeric)
+        EXPECT_FALSE(isNumeric(t)) << t;
 }
 
 TEST(Conversions, HalvesToEvenAndOverflowAsFaultSix) {
