@@ -184,6 +184,10 @@ struct ReaderHooks {
         RepBox;
 };
 
+// The text with every line end as CRLF: LF alone and CR alone become CRLF. Files from other
+// systems often end their lines with LF only, while the reader ends header lines at CR.
+std::string normaliseLineEnds(std::string_view text);
+
 // The outcome of a parse; any value other than kParseClean means the text is not a valid file.
 enum ReaderStatus : std::int16_t {
     kParseClean = 0,

@@ -180,24 +180,6 @@ std::unique_ptr<SettingsStore> openStore() {
     return store;
 }
 
-// Every line end becomes CRLF, the only line end the tool composes and the reader counts.
-std::string withCrlf(const std::string& text) {
-    std::string out;
-    out.reserve(text.size() + text.size() / 16);
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char c = text[i];
-        if (c == '\r') {
-            out += "\r\n";
-            if (i + 1 < text.size() && text[i + 1] == '\n') ++i;
-        } else if (c == '\n') {
-            out += "\r\n";
-        } else {
-            out += c;
-        }
-    }
-    return out;
-}
-
 std::string_view statusMeaning(int status) {
     switch (status) {
         case 0:
@@ -230,7 +212,7 @@ int runPut(const Options& options) {
             say("kandor-host: cannot read '" + file + "'.");
             return kExitNoInput;
         }
-        text = withCrlf(text);
+        text = normaliseLineEnds(text);
         // The reader's keyword check consults the text last composed; for a file read from disk
         // that is the file itself.
         writer().setLastText(text);

@@ -118,24 +118,6 @@ bool readFile(const std::string& path, std::string& text) {
     return !failed;
 }
 
-// CR LF stays, LF alone and CR alone become CR LF: the reader ends header lines at CR.
-std::string normaliseLineEnds(std::string_view text) {
-    std::string out;
-    out.reserve(text.size() + text.size() / 16);
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char c = text[i];
-        if (c == '\r') {
-            out += "\r\n";
-            if (i + 1 < text.size() && text[i + 1] == '\n') ++i;
-        } else if (c == '\n') {
-            out += "\r\n";
-        } else {
-            out += c;
-        }
-    }
-    return out;
-}
-
 // Severity order of the statuses: clean, keywords only, value problems, unusable.
 int severity(int status) {
     switch (status) {
@@ -224,7 +206,7 @@ int lintFile(const std::string& path, Mode mode) {
         complain(std::string(kCannotRead) + path + ": " + std::strerror(errno));
         return -1;
     }
-    const std::string text = normaliseLineEnds(raw);
+    const std::string text = kandor::normaliseLineEnds(raw);
     kandor::writer().setLastText(text);
 
     IesRecord record;
