@@ -3,6 +3,7 @@
 #include <cfloat>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <system_error>
 
@@ -126,20 +127,88 @@ std::string generalSingle(float value) {
     return text;
 }
 
-std::string formatPattern(double value, std::string_view pattern) {
-    int required = 0;
-    int optional = 0;
+namespace {
+
+struct PatternShape {
+    int required = 0;  // "0" decimals, always shown
+    int optional = 0;  // "#" decimals, shown unless zero
+};
+
+PatternShape patternShape(std::string_view pattern) {
+    PatternShape shape;
     if (std::size_t point = pattern.find('.'); point != std::string_view::npos) {
         for (char c : pattern.substr(point + 1)) {
-            if (c == '0') ++required;
-            if (c == '#') ++optional;
+            if (c == '0') ++shape.required;
+            if (c == '#') ++shape.optional;
         }
     }
-    const int decimals = required + optional;
-    if (!std::isfinite(value)) return nonFinite(value);
+    return shape;
+}
 
-    // The number rounded to `decimals` places, as a string of digits with the point implied
-    // `decimals` places from the right.
+// Writes the integer part and the decimals of `scaled` (the number times 10^decimals, as a
+// string of digits of at least decimals + 1 characters) the way the pattern shows them.
+void appendScaled(std::string& out, std::string_view scaled, PatternShape shape, bool negative) {
+    const std::size_t decimals = static_cast<std::size_t>(shape.required + shape.optional);
+    std::string_view integer = scaled.substr(0, scaled.size() - decimals);
+    std::string_view fraction = scaled.substr(integer.size());
+    while (integer.size() > 1 && integer.front() == '0')
+        integer.remove_prefix(1);
+    while (fraction.size() > static_cast<std::size_t>(shape.required) && fraction.back() == '0')
+        fraction.remove_suffix(1);
+    if (negative) out += '-';
+    out += integer;
+    if (!fraction.empty()) {
+        out += '.';
+        out += fraction;
+    }
+}
+
+// The tables hold whole thousandths (the reader rounds candela values to three decimals). For
+// those below 1E12 the 15-significant-digit form is exactly the thousandths, so rounding at
+// the pattern's last decimal is integer arithmetic; the result is the same text as the general
+// route below, without its temporaries. Returns false when the value is not such a number.
+bool appendThousandths(std::string& out, double value, PatternShape shape) {
+    const int decimals = shape.required + shape.optional;
+    if (!(std::fabs(value) < 1e12) || decimals > 6) return false;
+    const double scaled = std::nearbyint(value * 1000.0);
+    if (scaled / 1000.0 != value) return false;
+    unsigned long long units = static_cast<unsigned long long>(std::fabs(scaled));
+    static constexpr unsigned long long kPowers[] = {1, 10, 100, 1000, 10000, 100000, 1000000};
+    if (decimals < 3) {
+        const unsigned long long unit = kPowers[3 - decimals];
+        units = (units + unit / 2) / unit;  // half away from zero
+    } else {
+        units *= kPowers[decimals - 3];
+    }
+    char digits[32];
+    char* end = std::to_chars(digits, digits + sizeof digits, units).ptr;
+    std::size_t length = static_cast<std::size_t>(end - digits);
+    char padded[32];
+    const std::size_t minimum = static_cast<std::size_t>(decimals) + 1;
+    const char* text = digits;
+    if (length < minimum) {
+        std::memset(padded, '0', minimum - length);
+        std::memcpy(padded + (minimum - length), digits, length);
+        text = padded;
+        length = minimum;
+    }
+    appendScaled(out, std::string_view(text, length), shape, value < 0);
+    return true;
+}
+
+}  // namespace
+
+void appendPattern(std::string& out, double value, std::string_view pattern) {
+    const PatternShape shape = patternShape(pattern);
+    if (!std::isfinite(value)) {
+        out += nonFinite(value);
+        return;
+    }
+    if (appendThousandths(out, value, shape)) return;
+
+    // The number rounded to the pattern's decimals, as a string of digits with the point
+    // implied `decimals` places from the right.
+    const int decimals = shape.required + shape.optional;
     std::string scaled;
     if (value != 0) {
         Decimal d = decimalDigits(std::fabs(value), 15);
@@ -156,19 +225,43 @@ std::string formatPattern(double value, std::string_view pattern) {
     }
     if (scaled.size() < static_cast<std::size_t>(decimals) + 1)
         scaled.insert(0, static_cast<std::size_t>(decimals) + 1 - scaled.size(), '0');
+    appendScaled(out, scaled, shape, value < 0);
+}
 
-    std::string integer = scaled.substr(0, scaled.size() - static_cast<std::size_t>(decimals));
-    std::string fraction = scaled.substr(integer.size());
-    integer.erase(0, std::min(integer.find_first_not_of('0'), integer.size() - 1));
-    while (static_cast<int>(fraction.size()) > required && fraction.back() == '0')
-        fraction.pop_back();
-
-    std::string text = value < 0 ? "-" : "";
-    text += integer;
-    if (!fraction.empty() || required > 0 || optional > 0) text += '.';
-    text += fraction;
-    if (text.back() == '.') text.pop_back();
+std::string formatPattern(double value, std::string_view pattern) {
+    std::string text;
+    appendPattern(text, value, pattern);
     return text;
+}
+
+void appendPlainDouble(std::string& out, double value) {
+    // Whole thousandths below 1E11 have at most 14 significant digits, so their plain form is
+    // just their decimal digits; everything else takes the general route.
+    if (std::fabs(value) < 1e11) {
+        const double scaled = std::nearbyint(value * 1000.0);
+        if (scaled / 1000.0 == value) {
+            if (scaled == 0) {
+                out += '0';
+                return;
+            }
+            unsigned long long units = static_cast<unsigned long long>(std::fabs(scaled));
+            if (value < 0) out += '-';
+            char digits[24];
+            if (units >= 1000)
+                out.append(digits, std::to_chars(digits, digits + 24, units / 1000).ptr);
+            if (const unsigned fraction = static_cast<unsigned>(units % 1000); fraction != 0) {
+                char tail[4] = {'.', static_cast<char>('0' + fraction / 100),
+                                static_cast<char>('0' + fraction / 10 % 10),
+                                static_cast<char>('0' + fraction % 10)};
+                std::size_t n = 4;
+                while (tail[n - 1] == '0')
+                    --n;
+                out.append(tail, n);
+            }
+            return;
+        }
+    }
+    out += plainDouble(value, true);
 }
 
 double readLenient(std::string_view text) {

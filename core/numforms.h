@@ -28,6 +28,11 @@ std::string generalSingle(float value);
 // "#0.00", "#0.00000", "#0.00#". Rounds half away from zero on the value's 15-significant-digit
 // decimal form (2.675 -> "2.68"); a tiny negative value keeps its sign ("-0.00").
 std::string formatPattern(double value, std::string_view pattern);
+// Appends formatPattern(value, pattern) to `out`; tables of whole thousandths take no
+// temporaries.
+void appendPattern(std::string& out, double value, std::string_view pattern);
+// Appends plainDouble(value, true) to `out`, the same way.
+void appendPlainDouble(std::string& out, double value);
 
 // Lenient reading: leading spaces and tabs skipped, the longest numeric prefix counts,
 // anything else reads as 0. A value beyond the range of a double raises fault 6.

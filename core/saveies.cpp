@@ -1,9 +1,6 @@
 #include "core/saveies.h"
 
-#include <charconv>
 #include <cmath>
-#include <cstring>
-#include <system_error>
 
 #include "core/numforms.h"
 #include "core/runtimefault.h"
@@ -13,110 +10,6 @@ namespace {
 
 constexpr std::string_view kCrlf = "\r\n";
 constexpr std::string_view kFormatLine2002 = "IESNA:LM-63-2002";
-
-// The candela form "#0.00", written into `out` (room for 320 characters). The table is most of
-// the file and the shared pattern formatter builds several strings per value, so finite values
-// are formatted here without the heap. The result is byte for byte that of
-// formatPattern(value, "#0.00"): the value's 15 significant digits, rounded half away from zero
-// at the second decimal.
-std::size_t formatCandela(double value, char* out) {
-    // Values the reader stored are whole thousandths. For those (below 1E12, so that they have
-    // at most 15 significant digits) the 15-digit form is the thousandths themselves, and
-    // rounding at the second decimal is integer arithmetic.
-    if (std::fabs(value) < 1e12) {
-        const long long thousandths = std::llround(value * 1000);
-        if (static_cast<double>(thousandths) / 1000 == value) {
-            char* p = out;
-            if (value < 0) *p++ = '-';
-            const unsigned long long hundredths =
-                (static_cast<unsigned long long>(thousandths < 0 ? -thousandths : thousandths) +
-                 5) /
-                10;
-            char digits[24];
-            char* d = digits + sizeof digits;
-            unsigned long long rest = hundredths;
-            for (int i = 0; i < 3 || rest != 0; ++i) {
-                *--d = static_cast<char>('0' + rest % 10);
-                rest /= 10;
-            }
-            const std::size_t integerDigits =
-                static_cast<std::size_t>(digits + sizeof digits - d) - 2;
-            std::memcpy(p, d, integerDigits);
-            p += integerDigits;
-            *p++ = '.';
-            *p++ = d[integerDigits];
-            *p++ = d[integerDigits + 1];
-            return static_cast<std::size_t>(p - out);
-        }
-    }
-    if (!std::isfinite(value)) {
-        const std::string text = formatPattern(value, "#0.00");
-        std::memcpy(out, text.data(), text.size());
-        return text.size();
-    }
-    char* p = out;
-    if (value < 0) *p++ = '-';
-
-    // 15 significant digits plus room for the zeros and the carry of a value up to 1E308.
-    char scaledBuf[400];
-    char* scaled = scaledBuf + 1;  // one place in front for a carry out of the first digit
-    int n = 0;
-    if (value != 0) {
-        char sci[32];
-        const auto res = std::to_chars(sci, sci + sizeof sci, std::fabs(value),
-                                       std::chars_format::scientific, 14);
-        // sci: d.dddddddddddddde[+-]xx
-        char digits[15];
-        digits[0] = sci[0];
-        std::memcpy(digits + 1, sci + 2, 14);
-        int exponent = 0;
-        const char* e = sci + 17;
-        const bool negativeExponent = *e == '-';
-        for (++e; e < res.ptr; ++e)
-            exponent = exponent * 10 + (*e - '0');
-        if (negativeExponent) exponent = -exponent;
-
-        const int keep = exponent + 3;  // digits up to the second decimal
-        if (keep >= 15) {
-            std::memcpy(scaled, digits, 15);
-            std::memset(scaled + 15, '0', static_cast<std::size_t>(keep - 15));
-            n = keep;
-        } else if (keep >= 0) {
-            std::memcpy(scaled, digits, static_cast<std::size_t>(keep));
-            n = keep;
-            if (digits[keep] >= '5') {
-                int i = n - 1;
-                while (i >= 0 && scaled[i] == '9')
-                    scaled[i--] = '0';
-                if (i >= 0) {
-                    ++scaled[i];
-                } else {
-                    --scaled;
-                    scaled[0] = '1';
-                    ++n;
-                }
-            }
-        }
-    }
-    // At least one integer digit and the two decimals.
-    int integerDigits = n - 2;
-    const char* integer = scaled;
-    char padded[3];
-    if (n < 3) {
-        std::memset(padded, '0', 3);
-        std::memcpy(padded + (3 - n), scaled, static_cast<std::size_t>(n));
-        integer = padded;
-        integerDigits = 1;
-    }
-    while (integerDigits > 1 && *integer == '0')
-        ++integer, --integerDigits;
-    std::memcpy(p, integer, static_cast<std::size_t>(integerDigits));
-    p += integerDigits;
-    *p++ = '.';
-    *p++ = integer[integerDigits];
-    *p++ = integer[integerDigits + 1];
-    return static_cast<std::size_t>(p - out);
-}
 
 std::string intText(long long value) {
     return plainInt(value, true);
@@ -245,10 +138,12 @@ void SaveIES::composeInto(const IesRecord& record) {
     appendLineOfValues(record.VertAngles, numVert);
     appendLineOfValues(record.HorAngles, numHorz);
 
-    char buf[512];
+    std::string value;  // reused for every candela value, so the table allocates nothing
     for (int h = 1; h <= numHorz; ++h) {
         for (int v = 1; v <= numVert; ++v) {
-            appendBare(buf, formatCandela(record.Candela(h, v), buf));
+            value.clear();
+            appendPattern(value, record.Candela(h, v), "#0.00");
+            appendBare(value.data(), value.size());
             if (v < numVert) appendBare(" ", 1);
         }
         if (h < numHorz) append(kCrlf);

@@ -54,38 +54,6 @@ bool isBlankText(std::string_view text) {
     return true;
 }
 
-// Writes the trimmed plain form of a value that is a whole number of thousandths (what the
-// reader leaves in a candela table) and returns its end, or returns nullptr; `out` needs room
-// for 24 characters. Formatting 65 341 candela values the general way dominates a large
-// hand-back; for these values the plain form is simply their decimal digits, because a
-// decimal of at most 15 significant digits survives the trip through the nearest double.
-char* thousandths(char* out, double value) {
-    if (!(std::fabs(value) < 1e11)) return nullptr;
-    const double scaled = std::nearbyint(value * 1000.0);
-    if (scaled / 1000.0 != value) return nullptr;
-    if (scaled == 0) {
-        *out++ = '0';
-        return out;
-    }
-    long long units = static_cast<long long>(scaled);
-    if (units < 0) {
-        *out++ = '-';
-        units = -units;
-    }
-    const long long whole = units / 1000;
-    const int fraction = static_cast<int>(units % 1000);
-    if (whole != 0) out = std::to_chars(out, out + 20, whole).ptr;
-    if (fraction != 0) {
-        *out++ = '.';
-        *out++ = static_cast<char>('0' + fraction / 100);
-        *out++ = static_cast<char>('0' + fraction / 10 % 10);
-        *out++ = static_cast<char>('0' + fraction % 10);
-        while (out[-1] == '0')
-            --out;
-    }
-    return out;
-}
-
 // A list of numbers joined by ",", built in one buffer: a candela value of a large record
 // holds tens of thousands of them.
 class NumberList {
@@ -98,15 +66,8 @@ class NumberList {
     void addInt(long long value) { add(plainInt(value, true)); }
     void addSingle(float value) { add(plainSingle(value, true)); }
     void addDouble(double value) {
-        char buf[32];
-        char* end = buf;
-        if (!first_) *end++ = ',';
-        if (char* done = thousandths(end, value)) {
-            first_ = false;
-            text_.append(buf, static_cast<std::size_t>(done - buf));
-        } else {
-            add(plainDouble(value, true));
-        }
+        separate();
+        appendPlainDouble(text_, value);
     }
     std::string take() { return std::move(text_); }
 

@@ -108,28 +108,6 @@ TEST(SaveIES, WrapsBeforeThePieceThatWouldPassTheLimit) {
               longLine + "\r\n");
 }
 
-// The table is formatted without the shared pattern routine; both must agree.
-TEST(SaveIES, CandelaFormAgreesWithTheSharedPattern) {
-    const std::vector<double> values = {
-        1234.5,          0,      -0.0,    0.005,      0.004999,
-        2.675,           12.345, 999.995, -0.001,     -12.5,
-        0.125,           3e6,    1e-300,  99.999,     1e20,
-        9.995,           1e12,   1e300,   -1e300,     4.9999999e-3,
-        -5e-3,           0.0105, -2.345,  123456.785, 99999999999999.99,
-        999999999999.999};
-    IesRecord r = sampleRecord({"x"});
-    r.resizeGrid(static_cast<int>(values.size()), 1);
-    for (std::size_t i = 0; i < values.size(); ++i)
-        r.Candela(1, static_cast<int>(i) + 1) = values[i];
-    const std::string text = compose(r);
-    std::istringstream tokens(text.substr(text.rfind("\r\n0\r\n") + 5));
-    for (double v : values) {
-        std::string token;
-        tokens >> token;
-        EXPECT_EQ(token, formatPattern(v, "#0.00")) << v;
-    }
-}
-
 TEST(SaveIES, FaultsOfferRetryAndKeepTheText) {
     SaveIES w;
     testing::ScriptedPrompter prompter{PromptAnswer::Ok, PromptAnswer::Cancel};
