@@ -5,19 +5,12 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <ostream>
 #include <ranges>
 #include <sstream>
 
 #include "core/numforms.h"
 
 namespace kandor {
-
-void PrintTo(const LuminousDims& d, std::ostream* os) {
-    *os << "{" << generalSingle(d.width) << ", " << generalSingle(d.length) << ", "
-        << generalSingle(d.height) << "}";
-}
-
 namespace {
 
 TEST(LuminousShape, DecodingUnderEachRevision) {
@@ -38,27 +31,22 @@ TEST(LuminousShape, DecodingUnderEachRevision) {
 }
 
 // One stored dimension per token: "0"; "w", "l" or "h" the typed number's magnitude, "-w" its
-// negated magnitude, "W" the number as typed; "=" the dimension kept as it was.
-void expectEncoding(int revision, const std::array<const char*, 16>& rows) {
+// negated magnitude, "W" the number as typed. A shape left out keeps the current dimensions.
+void expectEncoding(int revision, const std::array<std::string_view, 16>& rows) {
     const LuminousDims current{7, -8, 9};
     for (const LuminousDims typed : {LuminousDims{1.5f, 2.5f, 4}, LuminousDims{-1.5f, -2.5f, -4}}) {
         const float numbers[] = {typed.width, typed.length, typed.height};
-        const float kept[] = {current.width, current.length, current.height};
         for (std::int16_t shape = 0; shape < 16; ++shape) {
-            std::istringstream tokens(rows[static_cast<std::size_t>(shape)]);
-            float stored[3];
-            for (int i = 0; i < 3; ++i) {
-                std::string t;
-                tokens >> t;
+            std::istringstream tokens{std::string(rows[static_cast<std::size_t>(shape)])};
+            std::array expected{current.width, current.length, current.height};
+            std::string t;
+            for (std::size_t i = 0; tokens >> t; ++i) {
                 const std::size_t from = std::string_view("wlhWLH").find(t.back());
                 const float n = from < 6 ? numbers[from % 3] : 0;
-                stored[i] = t == "="      ? kept[i]
-                            : from >= 3   ? n
-                            : t[0] == '-' ? -std::fabs(n)
-                                          : std::fabs(n);
+                expected[i] = from >= 3 ? n : t[0] == '-' ? -std::fabs(n) : std::fabs(n);
             }
-            EXPECT_EQ(encodeShapeForRevision(revision, shape, typed, current),
-                      (LuminousDims{stored[0], stored[1], stored[2]}))
+            const LuminousDims got = encodeShapeForRevision(revision, shape, typed, current);
+            EXPECT_EQ((std::array{got.width, got.length, got.height}), expected)
                 << "shape " << shape << " revision " << revision << " typed " << typed.width;
         }
     }
@@ -67,35 +55,28 @@ void expectEncoding(int revision, const std::array<const char*, 16>& rows) {
 TEST(LuminousShape, EncodingUnderEachRevision) {
     for (int revision = 0; revision < kRevision2002; ++revision)
         expectEncoding(revision, {"0 0 0", "w l h", "-w 0 0", "-w 0 h", "-w l h", "-w 0 -w",
-                                  "-w -l -h", "0 l -h", "w 0 -h",
-                                  "= = =", "= = =", "= = =", "= = =", "= = =", "= = =", "= = ="});
+                                  "-w -l -h", "0 l -h", "w 0 -h"});
     expectEncoding(kRevision2002, {"0 0 0", "w l h", "-w -w 0", "-w -w H", "-w -l H", "-w -w -w",
                                    "-w -w -w", "-w -l -h", "-w l -h", "W L 0", "-w -l 0", "-w L -w",
-                                   "w -l -l", "-w 0 -w", "-w 0 -h", "= = ="});
+                                   "w -l -l", "-w 0 -w", "-w 0 -h"});
 }
 
 TEST(LuminousShape, DimensionFieldsOfEachShape) {
-    const std::string_view len = "Length: (0-180)";
-    const bool on = true, off = false;
-    const ShapeFieldsView rows[15] = {
-        {{"Width: (90-270)", off}, {len, off}, {"Height:", off}},
-        {{"Width: (90-270)", on}, {len, on}, {"Height:", on}},
-        {{"Diameter > 0", on}, {len, off}, {"Height:", off}},
-        {{"Diameter > 0", on}, {len, off}, {"Height:", on}},
-        {{"Width (90-270)", on}, {len, on}, {"Height:", on}},
-        {{"Diameter > 0", on}, {len, off}, {"Vertical Diameter > 0", off}},
-        {{"Width (90-270)", on}, {len, on}, {"Height", on}},
-        {{"Width:", off}, {len, on}, {"Diameter > 0", on}},
-        {{"Width:", on}, {len, off}, {"Diameter > 0", on}},
-        {{"Width: (90-270)", on}, {len, on}, {"Height:", off}},
-        {{"Width > 0", on}, {len, on}, {"Height:", off}},
-        {{"Width:", on}, {len, on}, {"Height", on}},
-        {{"Width: (90-270)", on}, {len, on}, {"Height", on}},
-        {{"Diameter", on}, {len, off}, {"Height", off}},
-        {{"Width: (90-270)", on}, {len, off}, {"Height", on}},
-    };
-    for (int shape = 0; shape < 15; ++shape)
-        EXPECT_EQ(shapeFieldsView(shape), rows[shape]) << shape;
+    const std::string_view w = "Width: (90-270)", w2 = "Width (90-270)", w3 = "Width:";
+    const std::string_view h = "Height:", h2 = "Height", d = "Diameter > 0";
+    // Width and height captions, then which of width, length and height are enabled.
+    const std::array<std::string_view, 3> rows[15] = {
+        {w, h, "000"},   {w, h, "111"},           {d, h, "100"},
+        {d, h, "101"},   {w2, h, "111"},          {d, "Vertical Diameter > 0", "100"},
+        {w2, h2, "111"}, {w3, d, "011"},          {w3, d, "101"},
+        {w, h, "110"},   {"Width > 0", h, "110"}, {w3, h2, "111"},
+        {w, h2, "111"},  {"Diameter", h2, "100"}, {w, h2, "101"}};
+    for (int shape = 0; shape < 15; ++shape) {
+        const auto& [width, height, on] = rows[shape];
+        const ShapeFieldsView expected{
+            {width, on[0] == '1'}, {"Length: (0-180)", on[1] == '1'}, {height, on[2] == '1'}};
+        EXPECT_EQ(shapeFieldsView(shape), expected) << shape;
+    }
     for (int shape : {-1, 15})
         EXPECT_FALSE(shapeFieldsView(shape).has_value());
 }
@@ -103,14 +84,12 @@ TEST(LuminousShape, DimensionFieldsOfEachShape) {
 // What the lamp tab does on saving: a field the shape disables shows "0", the three texts are
 // converted and the shape's encoding is stored; filling the form again decodes it.
 LuminousDims saveThroughForm(int revision, std::int16_t shape, LuminousDims typedIn) {
-    LampData data;
-    data.width = 5, data.length = -6, data.height = 7;  // the dimensions stored before
-    const LuminousShapeView view = luminousShapeView(shape, revision);
+    LampData data{.width = 5, .length = -6, .height = 7};  // the dimensions stored before
+    const ShapeFieldsView on = *luminousShapeView(shape, revision).fields;
     const float zero = toSingle(kDisabledFieldText);
-    if (!view.fields->width.enabled) typedIn.width = zero;
-    if (!view.fields->length.enabled) typedIn.length = zero;
-    if (!view.fields->height.enabled) typedIn.height = zero;
-    storeShape(data, revision, shape, typedIn);
+    storeShape(data, revision, shape,
+               {on.width.enabled ? typedIn.width : zero, on.length.enabled ? typedIn.length : zero,
+                on.height.enabled ? typedIn.height : zero});
     return storedDims(data);
 }
 

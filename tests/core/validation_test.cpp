@@ -17,16 +17,15 @@ using Lines = std::vector<std::string>;
 TEST(Validation, FieldCheck) {
     const int whole = kFieldPositive | kFieldWhole, minusOne = kFieldPositive | kFieldAllowMinusOne;
     const std::string zero = "L must be greater than zero.\r\n",
-                      positve = "L must be positve or -1\r\n";
-    const std::string whole16 = "L must be a whole number (1, 2, 3...)\r\n";
+                      positve = "L must be positve or -1\r\n",
+                      whole16 = "L must be a whole number (1, 2, 3...)\r\n";
     // 40000 is not whole rather than an overflow.
     const std::tuple<const char*, int, std::string> cases[] = {
         {"", whole, "L is empty.\r\n"},  {"1,5", kFieldAnyNumber, "L is not a number.\r\n"},
         {"-2.5", whole, zero + whole16}, {" 3 ", whole, ""},
         {"40000", kFieldWhole, whole16}, {"-1", minusOne, ""},
         {"-1.0", minusOne, positve},     {"0", minusOne, positve},
-        {"-1", kFieldPositive, zero},
-    };
+        {"-1", kFieldPositive, zero}};
     for (const auto& [text, flags, expected] : cases) {
         WarningList warnings;
         CheckField(text, "L", flags, warnings);
@@ -49,23 +48,12 @@ struct Form {
 
 // The warnings in order, then "fault N" when the check ended with a run-time fault.
 Lines validate(const Form& c) {
-    ValidationInput f;
-    std::string* texts[] = {&f.txtNumLamps, &f.txtLumPerLamp, &f.txtMultiplier, &f.txtBallast,
-                            &f.txtWatt,     &f.txtWidth,      &f.txtLength,     &f.txtHeight};
-    for (std::size_t i = 0; i < std::size(texts); ++i)
-        *texts[i] = c.fields[i];
-    f.lmpCmbShape = c.shape;
-    f.tltChkTilt = c.tilt;
-    f.lmpTxtNumAngles = c.tiltCount;
-    f.tiltAngles = c.tiltAngles;
-    f.tiltFactors = c.tiltFactors;
-    f.keyRtb = c.keys;
-    f.revision = c.revision;
-    f.photometricType = c.type;
-    f.vertAngles = c.vert;
-    f.horAngles = c.hor;
-    f.numVert = c.vert.ubound();
-    f.numHorz = c.hor.ubound();
+    // In ValidationInput's member order; the candela grid is sized below.
+    ValidationInput f{c.fields[0], c.fields[1], c.fields[2],     c.fields[3],    c.fields[4],
+                      c.fields[5], c.fields[6], c.fields[7],     c.tiltCount,    c.shape,
+                      c.tilt,      c.keys,      c.revision,      c.tiltAngles,   c.tiltFactors,
+                      c.vert,      c.hor,       c.vert.ubound(), c.hor.ubound(), {},
+                      c.type};
     f.candela.redim(f.numHorz, f.numVert);
     for (std::size_t h = 0; h < c.nadir.size(); ++h)
         f.candela(static_cast<int>(h) + 1, 1) = c.nadir[h];
@@ -84,7 +72,6 @@ Lines validate(const Form& c) {
 TEST(Validation, FindingsInOrder) {
     auto a = [](std::size_t n) { return std::string(n, 'A'); };
     const std::string more = " characters per line. Please continue on a [MORE] after.";
-    const std::string tiltOrder = "General:Tilt Angles must be in ascending order";
     const std::string must = "Keyword: IESNA:LM-63-2002 files must contain [";
     const std::string order = "Photometric: Vertical angles must be in ascending order: ";
     const std::string horzOrder = "Photometric: Horizontal angles must be in ascending order.";
@@ -112,7 +99,7 @@ TEST(Validation, FindingsInOrder) {
         // Only a ticked tilt box counts; a clean form returns true.
         {{.tilt = 2, .tiltAngles = {5, 1}, .tiltFactors = {0, -1}}, {}},
         {{.tilt = 1, .tiltCount = "4", .tiltAngles = {0, 10, 5, 3}, .tiltFactors = {1, 1, 1, 1}},
-         {tiltOrder, tiltOrder}},
+         Lines(2, "General:Tilt Angles must be in ascending order")},
         // A count beyond the arrays faults for the caller; the findings so far stay.
         {{.tilt = 1, .tiltCount = "3", .tiltAngles = {0, 1}, .tiltFactors = {1, 0}},
          {"General:Tilt Factor 2 must be greater than zero.", "fault 9"}},
@@ -121,19 +108,18 @@ TEST(Validation, FindingsInOrder) {
          {"Keyword: Line 3 exceeds 82" + more, "Keyword: 4 is invalid: free"}},
         {{.revision = 0, .keys = "free text\r\n[TEST] " + a(76)},  // 1986: not classed
          {"Keyword: Line 2 exceeds 82" + more}},
-        {{.keys = "[test] [testlab]"},
-         {must + "TEST]", must + "TESTLAB]", must + "MANUFAC]", must + "ISSUEDATE]"}},
         // [TESTLAB] holds TEST.
         {{.keys = "[TESTLAB] " + a(244) + "\r\n\r\n\r\n" + a(255) + "\r\n[manufac] [issuedate]"},
          {"Keyword: 4 is invalid: " + a(255), "Keyword: Line 4 exceeds 254" + more,
           must + "MANUFAC]", must + "ISSUEDATE]"}},
-        // Angles: only the first pair out of order is reported.
-        {{.vert = {0, 45, 40, 30, 90}, .hor = {0}}, {order + "2(45) > 3(40)"}},
-        {{.vert = {10, 22.5f, 100}, .hor = {-90, 30, 20, 10}},
-         {"Photometric: First vertical angle must be 0 or 90",
+        // Keyword tags are case-sensitive. Angles: only the first pair out of order is reported.
+        {{.keys = "[test] [testlab]", .vert = {10, 45, 22.5f, 20, 100}, .hor = {-90, 30, 20, 10}},
+         {must + "TEST]", must + "TESTLAB]", must + "MANUFAC]", must + "ISSUEDATE]",
+          "Photometric: First vertical angle must be 0 or 90",
           "Photometric: Last vertical angle must be 90 or 180",
           "Photometric: First Horizontal angle must be 0 or 90.",
-          "Photometric: Last Horizontal angles must be 0,90,180,270, or 360", horzOrder}},
+          "Photometric: Last Horizontal angles must be 0,90,180,270, or 360",
+          order + "2(45) > 3(22.5)", horzOrder}},
         // Type B vertical angles are held highest first. No nadir at 90; equal angles pass.
         {{.type = 2, .vert = {90, 45, 0}, .hor = {0, 0, 90}, .nadir = {1, 2, 3}}, {}},
         {{.type = 2, .vert = {-90, 0, 90}, .hor = {10, 0, 80}},
