@@ -706,7 +706,11 @@ void IesReader::readCandela(Parse& p) {
     std::vector<double>& cells = r.Candela.values();
 
     for (int h = 1; h <= numH; ++h) {
-        double* row = h <= rows ? cells.data() + static_cast<std::size_t>(h - 1) * numV : nullptr;
+        // A table with no vertical angles has no cells at all, so no row to point into.
+        double* row = h <= r.Candela.rows()
+                          ? cells.data() + static_cast<std::size_t>(h - 1) *
+                                               static_cast<std::size_t>(r.Candela.cols())
+                          : nullptr;
         for (int v = 1; v <= numV; ++v) {
             double value = 0;
             bool fewDecimals = false;

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -289,8 +291,8 @@ TEST(IesReader, CandelaValues) {
 }
 
 // Cut short, the text is unusable and the reports say where it ended; cut anywhere, the record
-// keeps its invariants. Counts far beyond the values present end as quickly, without allocating
-// for them: angles that fit and a table that does not (301 x 301 with one value), or neither.
+// keeps its invariants. Counts far beyond the values present end without allocating for them:
+// angles that fit and a table that does not (301 x 301 with one value), or neither.
 TEST(IesReader, TruncatedText) {
     std::string ramp;  // 0 to 90 in 301 steps
     for (int i = 0; i <= 300; ++i)
@@ -311,9 +313,7 @@ TEST(IesReader, TruncatedText) {
     for (const auto& [text, issues] : cases) {
         SCOPED_TRACE(text);
         Harness h;
-        const auto start = std::chrono::steady_clock::now();
         EXPECT_EQ(h.parse(text), kParseUnusable);
-        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
         EXPECT_EQ(h.issues, issues);
         EXPECT_LE(h.r.Candela.values().size(), 70000u);
         expectShape(h.r);
@@ -327,6 +327,22 @@ TEST(IesReader, TruncatedText) {
                 h.parse(text.substr(0, n), interactive);
                 expectShape(h.r);
             }
+}
+
+// Inputs the fuzzer once broke the reader with (a crash, a leak, a hang) must stay harmless.
+TEST(IesReader, FuzzRegressionsStayHarmless) {
+    const auto dir = std::filesystem::path(KANDOR_SOURCE_DIR) / "tests/fuzz/regressions";
+    for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+        if (entry.path().extension() == ".md") continue;
+        std::ifstream in(entry.path(), std::ios::binary);
+        const std::string text{std::istreambuf_iterator<char>(in), {}};
+        for (bool interactive : {false, true}) {
+            SCOPED_TRACE(entry.path().filename().string());
+            Harness h;
+            h.parse(text, interactive);
+            expectShape(h.r);
+        }
+    }
 }
 
 }  // namespace
