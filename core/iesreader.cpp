@@ -140,6 +140,12 @@ double roundCandela(double value) {
     return (scaled + kWhole - kWhole) / 1000.0;
 }
 
+// A number of angles is valid when it is positive and still at least 1 once rounded (halves to
+// even) to the whole count that the record keeps.
+bool isAngleCount(float value) {
+    return value > 0 && std::nearbyint(value) >= 1;
+}
+
 }  // namespace
 
 std::string normaliseLineEnds(std::string_view text) {
@@ -487,15 +493,17 @@ void IesReader::readHeaderNumbers(Parse& p, bool fromStart) {
             status = kParseValueProblems;
         }
 
+        // A count is stored as a whole number: one that rounds to none (0.4, 0.5) is as
+        // invalid as 0, or the angles and candela values that follow would be dropped.
         v = read(msg::kFieldVertCount);
-        if (!(v > 0)) {
+        if (!isAngleCount(v)) {
             report(code::kVertCount, msg::kBadVertCount, v);
             status = kParseUnusable;
         }
         d.numVertAngles = toInt16(v);
 
         v = read(msg::kFieldHorzCount);
-        if (!(v > 0)) {
+        if (!isAngleCount(v)) {
             report(code::kHorzCount, msg::kBadHorzCount, v);
             status = kParseUnusable;
             d.numHorzAngles = toInt16(v);

@@ -153,6 +153,12 @@ TEST(IesReader, ReportsAndStatuses) {
         {{.numbers = "1 1 0 3 2 1 1 0 0 0"}, {{5, 5, " Invalid Candela Multiplier, read: 0"}}, 1},
         {Doc{.numbers = "1 1000 1 0 2 1 1 0 0 0", .vert = "0 90"},
          Issues{{29, 5, " Invalid entry of Vertical Angles, read: 0"}}, 2},
+        // A count that rounds to no angles at all is as invalid as 0; read as 0 it used to
+        // pass clean and drop the candela values.
+        {Doc{.numbers = "1 1000 1 0.4 2 1 1 0 0 0", .vert = "0 90"},
+         Issues{{29, 5, " Invalid entry of Vertical Angles, read: 0.4"}}, 2},
+        {Doc{.numbers = "1 1000 1 3 .5 1 1 0 0 0", .ballast = "0 1 0"},
+         Issues{{30, 5, " Invalid entry of Horizontal Angles, read: 0.5"}}, 2},
         // The parse stops here, so the zero ballast factor and watts go unreported.
         {Doc{.numbers = "1 1000 1 3 -1 1 1 0 0 0", .ballast = "0 1 0"},
          Issues{{30, 5, " Invalid entry of Horizontal Angles, read: -1"}}, 2},
