@@ -24,6 +24,17 @@ std::string nonFinite(double value) {
     return value < 0 ? "-Infinity" : "Infinity";
 }
 
+// Near the largest double, 15 significant digits can round up past it ("1.79769313486232E+308"),
+// and such a text no longer reads back as a number. Only there are more digits needed.
+constexpr double kNearLargestDouble = 1.7976931348e308;
+constexpr int kDoubleDigits = 15;
+constexpr int kAllDoubleDigits = 17;
+
+bool readsAsDouble(const char* first, const char* last) {
+    double back = 0;
+    return std::from_chars(first, last, back).ec == std::errc();
+}
+
 // %G-style text with a given precision, then the run time's own touches.
 template <class F>
 std::string plainFloating(F value, int precision, bool trim) {
@@ -31,6 +42,9 @@ std::string plainFloating(F value, int precision, bool trim) {
     if (value == 0) return trim ? "0" : " 0";  // negative zero reads as plain zero
     char buf[64];
     auto res = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::general, precision);
+    if (std::fabs(static_cast<double>(value)) > kNearLargestDouble && !readsAsDouble(buf, res.ptr))
+        res = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::general,
+                            kAllDoubleDigits);
     std::string text(buf, res.ptr);
     for (char& c : text)
         if (c == 'e') c = 'E';
@@ -54,6 +68,9 @@ Decimal decimalDigits(F magnitude, int digits) {
     char buf[64];
     auto res =
         std::to_chars(buf, buf + sizeof buf, magnitude, std::chars_format::scientific, digits - 1);
+    if (static_cast<double>(magnitude) > kNearLargestDouble && !readsAsDouble(buf, res.ptr))
+        res = std::to_chars(buf, buf + sizeof buf, magnitude, std::chars_format::scientific,
+                            kAllDoubleDigits - 1);
     std::string_view text(buf, static_cast<std::size_t>(res.ptr - buf));
     Decimal d;
     std::size_t e = text.find('e');
@@ -83,7 +100,7 @@ std::string plainSingle(float value, bool trim) {
     return plainFloating(value, 7, trim);
 }
 std::string plainDouble(double value, bool trim) {
-    return plainFloating(value, 15, trim);
+    return plainFloating(value, kDoubleDigits, trim);
 }
 
 std::string plainInt(long long value, bool trim) {
@@ -211,7 +228,7 @@ void appendPattern(std::string& out, double value, std::string_view pattern) {
     const int decimals = shape.required + shape.optional;
     std::string scaled;
     if (value != 0) {
-        Decimal d = decimalDigits(std::fabs(value), 15);
+        Decimal d = decimalDigits(std::fabs(value), kDoubleDigits);
         const int keep = d.exponent + 1 + decimals;
         bool roundUp = false;
         if (keep >= static_cast<int>(d.digits.size())) {

@@ -13,7 +13,8 @@ namespace kandor {
 // The run time's plain form: up to 7 significant digits for a 32-bit float, 15 for a 64-bit
 // one, no zero before the point (".5", "-.25"), exponent form at the magnitudes where C's %G
 // switches ("1E+20", "1.5E-07"), and one leading blank for a non-negative number unless
-// trimmed.
+// trimmed. Every such text reads back: a 64-bit value whose 15 digits would round beyond the
+// largest double is written with 17.
 std::string plainSingle(float value, bool trim = false);
 std::string plainDouble(double value, bool trim = false);
 std::string plainInt(long long value, bool trim = false);
@@ -26,7 +27,8 @@ std::string generalSingle(float value);
 
 // A fixed pattern of the form "#0." followed by required "0" and optional "#" decimals:
 // "#0.00", "#0.00000", "#0.00#". Rounds half away from zero on the value's 15-significant-digit
-// decimal form (2.675 -> "2.68"); a tiny negative value keeps its sign ("-0.00").
+// decimal form (2.675 -> "2.68"), or on 17 digits where 15 would round beyond the largest
+// double; a tiny negative value keeps its sign ("-0.00").
 std::string formatPattern(double value, std::string_view pattern);
 // Appends formatPattern(value, pattern) to `out`; tables of whole thousandths take no
 // temporaries.

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <cmath>
+#include <limits>
 #include <vector>
 
 #include "support/faults.h"
@@ -34,6 +36,30 @@ TEST(PlainForm, SingleAndDouble) {
         EXPECT_EQ(got, c.expected) << c.value;
     }
     EXPECT_EQ(plainInt(7) + plainInt(-7), " 7-7");
+}
+
+// "1.79769313486232E+308" is beyond the largest double, so a slot holding it could not be read
+// a second time.
+TEST(PlainForm, EveryDoubleReadsBack) {
+    constexpr double kLargest = std::numeric_limits<double>::max();
+    struct Case {
+        double value;
+        const char* plain;
+    } cases[] = {{kLargest, "1.7976931348623157E+308"},
+                 {-kLargest, "-1.7976931348623157E+308"},
+                 {std::nextafter(kLargest, 0.0), "1.7976931348623155E+308"},
+                 {1.7976931348623e308, "1.7976931348623E+308"},
+                 {1.79769313486231e308, "1.79769313486231E+308"}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(plainDouble(c.value, true), c.plain);
+        std::string list;
+        appendPlainDouble(list, c.value);
+        EXPECT_EQ(list, c.plain);
+        EXPECT_EQ(readLenient(c.plain), c.value) << c.plain;
+        const std::string fixed = formatPattern(c.value, "#0.00");
+        EXPECT_EQ(fixed.size(), c.value < 0 ? 313u : 312u);
+        EXPECT_EQ(readLenient(fixed), c.value) << fixed;
+    }
 }
 
 TEST(GeneralForm, SevenDigitsPositionalWithinRange) {
