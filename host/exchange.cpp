@@ -48,12 +48,6 @@ bool carries(const IesRecord& record, std::size_t field) {
              (field == kTiltDataAt && !record.TiltIncl));
 }
 
-bool isBlankText(std::string_view text) {
-    for (char c : text)
-        if (c != ' ' && c != '\t' && c != '\r' && c != '\n') return false;
-    return true;
-}
-
 // A list of numbers joined by ",", built in one buffer: a candela value of a large record
 // holds tens of thousands of them.
 class NumberList {
@@ -80,10 +74,10 @@ class NumberList {
     bool first_ = true;
 };
 
-// One field as a number. Plain decimals go straight to from_chars; everything else (blanks,
-// "E+" exponents, overflow) takes the lenient reader, which raises fault 6 beyond a double.
-bool readField(std::string_view text, double& value) {
-    dropTrailingCr(text);
+// One field read leniently: leading blanks skipped, the longest numeric prefix, otherwise 0.
+// Plain decimals go straight to from_chars; everything else (blanks, "E+" exponents, a closing
+// CR, letters, overflow) takes the lenient reader, which raises fault 6 beyond a double.
+double readField(std::string_view text) {
     bool plain = !text.empty();
     for (char c : text)
         if (!((c >= '0' && c <= '9') || c == '.' || c == '-' || c == 'e' || c == 'E')) {
@@ -91,45 +85,62 @@ bool readField(std::string_view text, double& value) {
             break;
         }
     if (plain) {
+        double value = 0;
         auto res = std::from_chars(text.data(), text.data() + text.size(), value);
-        if (res.ec == std::errc() && res.ptr == text.data() + text.size()) return true;
+        if (res.ec == std::errc() && res.ptr == text.data() + text.size()) return value;
     }
-    if (!isNumeric(text)) return false;
-    value = readLenient(text);
-    return true;
+    return readLenient(text);
 }
 
-// The numbers of a one-line value, cut at "," as SplitFields cuts a line, without copying
-// each field. A host may end the value with CRLF; anything else that is not a number (a
-// letter, an empty field, a second line) makes the value unreadable, because reading it as 0
-// would hand the user a silently wrong table.
-bool numberFields(std::string_view value, std::vector<double>& out) {
-    out.clear();
-    if (std::size_t lf = value.find('\n'); lf != std::string_view::npos) {
-        if (lf + 1 != value.size()) return false;
-        value.remove_suffix(1);
+// The fields of a one-line list of numbers, cut at "," as SplitFields cuts a line and read
+// one at a time, so that nothing past the fields a caller asks for is ever read. The list is
+// the value's first line; an empty value has no fields at all.
+class NumberFields {
+  public:
+    explicit NumberFields(std::string_view value) {
+        if (std::size_t lf = value.find('\n'); lf != std::string_view::npos)
+            value = value.substr(0, lf);
+        dropTrailingCr(value);
+        rest_ = value;
+        count_ = value.empty()
+                     ? 0
+                     : static_cast<std::size_t>(std::count(value.begin(), value.end(), ',')) + 1;
     }
-    out.reserve(static_cast<std::size_t>(std::count(value.begin(), value.end(), ',')) + 1);
-    std::size_t from = 0;
-    while (true) {
-        const std::size_t comma = value.find(',', from);
-        const std::string_view field =
-            value.substr(from, comma == std::string_view::npos ? comma : comma - from);
-        double number = 0;
-        if (!readField(field, number)) return false;
-        out.push_back(number);
-        if (comma == std::string_view::npos) return true;
-        from = comma + 1;
+
+    // How many fields the list has.
+    std::size_t count() const noexcept { return count_; }
+
+    // The next field as a number; only called while fields are left.
+    double next() {
+        const std::size_t comma = rest_.find(',');
+        const std::string_view field = rest_.substr(0, comma);
+        rest_.remove_prefix(comma == std::string_view::npos ? rest_.size() : comma + 1);
+        return readField(field);
     }
+
+  private:
+    std::string_view rest_;
+    std::size_t count_ = 0;
+};
+
+// A count as a record keeps it: read leniently and rounded, halves to even, to a 16-bit
+// integer. A count below 0 has no list to go with it, and one beyond 16 bits raises fault 6;
+// both fail.
+bool readCount(double value, std::int16_t& count) {
+    count = toInt16(value);
+    return count >= 0;
 }
 
-// A count followed by exactly that many values; false for a negative, fractional or
-// disagreeing count.
-bool countedList(std::string_view value, std::vector<double>& fields, std::int16_t& count) {
-    if (!numberFields(value, fields) || fields.empty()) return false;
-    const double expected = static_cast<double>(fields.size() - 1);
-    if (fields.front() != expected) return false;
-    count = toInt16(fields.front());
+// A count followed by at least that many values, which are read into `values`; the fields
+// after them are not part of the list. False when the list is empty or too short.
+bool countedList(std::string_view value, std::vector<double>& values, std::int16_t& count) {
+    NumberFields fields(value);
+    if (fields.count() == 0 || !readCount(fields.next(), count)) return false;
+    const auto n = static_cast<std::size_t>(count);
+    if (fields.count() - 1 < n) return false;
+    values.resize(n);
+    for (double& v : values)
+        v = fields.next();
     return true;
 }
 
@@ -242,40 +253,40 @@ int decodeSlot(const SlotValues& in, IesRecord& record, std::string& errorText) 
             }
         }
 
-        std::vector<double> f;
         problem = exchange_msg::kTiltProblem;
         const double tiltFlag = readLenient(v[kTiltInclAt]);
         // The host writes 1 for true; -1 is the 16-bit true of the same run time.
         record.TiltIncl = tiltFlag == 1 || tiltFlag == -1;
         if (record.TiltIncl) {
-            if (!numberFields(v[kTiltDataAt], f) || f.size() < 2) return fail(problem);
+            NumberFields f(v[kTiltDataAt]);
             TiltTable& tilt = record.TiltData;
-            tilt.lampToLuminaire = toInt16(f[0]);
-            const double pairs = f[1];
-            if (pairs < 0 || pairs != static_cast<double>((f.size() - 2) / 2) || f.size() % 2 != 0)
-                return fail(problem);
-            tilt.numPairs = toInt16(pairs);
+            if (f.count() < 2) return fail(problem);
+            tilt.lampToLuminaire = toInt16(f.next());
+            if (!readCount(f.next(), tilt.numPairs)) return fail(problem);
+            const auto pairs = static_cast<std::size_t>(tilt.numPairs);
+            if (f.count() - 2 < 2 * pairs) return fail(problem);
             tilt.angles.redim(tilt.numPairs);
             tilt.factors.redim(tilt.numPairs);
-            for (int i = 1; i <= tilt.numPairs; ++i) {
-                tilt.angles(i) = toSingle(f[static_cast<std::size_t>(1 + i)]);
-                tilt.factors(i) = toSingle(f[static_cast<std::size_t>(1 + tilt.numPairs + i)]);
-            }
+            for (float& a : tilt.angles)
+                a = toSingle(f.next());
+            for (float& m : tilt.factors)
+                m = toSingle(f.next());
         }
 
         problem = exchange_msg::kOtherProblem;
-        if (!numberFields(v[kOtherDataAt], f) || f.size() != 10) return fail(problem);
+        NumberFields f(v[kOtherDataAt]);
+        if (f.count() < 10) return fail(problem);
         LampData& other = record.OtherData;
-        other.numLamps = toInt16(f[0]);
-        other.lumensPerLamp = toSingle(f[1]);
-        other.multiplier = toSingle(f[2]);
-        other.photometricType = toInt16(f[3]);
-        other.unitsType = toInt16(f[4]);
-        other.width = toSingle(f[5]);
-        other.length = toSingle(f[6]);
-        other.height = toSingle(f[7]);
-        other.ballastFactor = toSingle(f[8]);
-        other.inputWatts = toSingle(f[9]);
+        other.numLamps = toInt16(f.next());
+        other.lumensPerLamp = toSingle(f.next());
+        other.multiplier = toSingle(f.next());
+        other.photometricType = toInt16(f.next());
+        other.unitsType = toInt16(f.next());
+        other.width = toSingle(f.next());
+        other.length = toSingle(f.next());
+        other.height = toSingle(f.next());
+        other.ballastFactor = toSingle(f.next());
+        other.inputWatts = toSingle(f.next());
 
         problem = exchange_msg::kVertProblem;
         std::vector<double> vert;
@@ -286,23 +297,22 @@ int decodeSlot(const SlotValues& in, IesRecord& record, std::string& errorText) 
         std::int16_t numH = 0;
         if (!countedList(v[kHorAnglesAt], horz, numH)) return fail(problem);
 
+        // Checked before the table is sized, so that no allocation is larger than the text.
         problem = exchange_msg::kCandelaProblem;
         const std::size_t cells = static_cast<std::size_t>(numH) * static_cast<std::size_t>(numV);
-        if (cells == 0) {
-            if (!isBlankText(v[kCandelaAt])) return fail(problem);
-            f.clear();
-        } else if (!numberFields(v[kCandelaAt], f) || f.size() != cells) {
-            return fail(problem);
-        }
+        NumberFields candela(cells == 0 ? std::string_view() : v[kCandelaAt]);
+        if (candela.count() < cells) return fail(problem);
 
         problem = exchange_msg::kVertProblem;
         record.resizeGrid(numV, numH);
         for (int i = 1; i <= numV; ++i)
-            record.VertAngles(i) = toSingle(vert[static_cast<std::size_t>(i)]);
+            record.VertAngles(i) = toSingle(vert[static_cast<std::size_t>(i - 1)]);
         problem = exchange_msg::kHorzProblem;
         for (int i = 1; i <= numH; ++i)
-            record.HorAngles(i) = toSingle(horz[static_cast<std::size_t>(i)]);
-        if (cells != 0) record.Candela.values() = std::move(f);
+            record.HorAngles(i) = toSingle(horz[static_cast<std::size_t>(i - 1)]);
+        problem = exchange_msg::kCandelaProblem;
+        for (double& cd : record.Candela.values())
+            cd = candela.next();
 
         record.OptionalData = v[kOptionalDataAt];
         record.PictureFilename = v[kPictureFilenameAt];

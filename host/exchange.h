@@ -76,10 +76,12 @@ bool encodeSlot(const IesRecord& record, SlotValues& out);
 
 // Decodes the values of one slot into a record (Filename included). 0 when the record was
 // read, 1 when a value could not be read; then errorText names the value and `record` may be
-// half-filled. Every numeric field must hold one number, read leniently (blanks,
-// "E+" exponents, a closing CRLF); a letter or an empty field fails rather than reading as 0.
-// Counts must agree with the values that follow them exactly, so no allocation is ever larger
-// than the text that was read. "TiltIncl" is true for 1 and for -1.
+// half-filled. Numbers are read leniently: leading blanks skipped, the longest numeric prefix,
+// otherwise 0 (a letter or an empty field is no failure). A list is the first line of its
+// value; one that is empty, or shorter than its count (angles, tilt pairs, H x V candela
+// values), fails, and the fields after the counted ones are never read, so no allocation is
+// ever larger than the text. A count below 0 or beyond 16 bits fails, as does a number beyond
+// the range of its member. "TiltIncl" is true for 1 and for -1.
 int decodeSlot(const SlotValues& in, IesRecord& record, std::string& errorText);
 
 // The records of the process travelling through the numbered slots of one application and

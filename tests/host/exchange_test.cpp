@@ -138,17 +138,53 @@ TEST_F(Exchange, TwentyFiveSlotsAtMostAreWrittenAndRead) {
     EXPECT_EQ(read(25), -1);
 }
 
+// Numbers are read as the run time reads them, so a letter, a blank or an empty field is a
+// number too (0, or its numeric prefix); lists longer than their counts keep the counted part.
+TEST_F(Exchange, NumberFieldsAreReadLeniently) {
+    const std::tuple<const char*, std::string, void (*)(IesRecord&)> cases[] = {
+        {"OtherData", "2,-1,.5,1,2,-.25,1.5,0,1,100W",
+         [](IesRecord& r) { r.OtherData.inputWatts = 100; }},
+        {"OtherData", " 2 ,\t-1x,.5,,2,abc,1.5,0,1,1.5E+07,extra",
+         [](IesRecord& r) { r.OtherData.photometricType = 0, r.OtherData.width = 0; }},
+        {"VertAngles", "3,0,forty-five,90", [](IesRecord& r) { r.VertAngles(2) = 0; }},
+        {"VertAngles", "3.4,0,,90,135\r\n", [](IesRecord& r) { r.VertAngles(2) = 0; }},
+        {"HorAngles", "1,0,22.5",
+         [](IesRecord& r) {
+             r.resizeGrid(3, 1), r.VertAngles = {0, 45, 90},
+                                 r.Candela.values() = {1234.567, -.001, 0};
+         }},
+        {"HorAngles", "x",
+         [](IesRecord& r) {
+             r.resizeGrid(3, 0), r.VertAngles = {0, 45, 90};
+         }},
+        {"TiltData", "3x,2,0,9O,1,.95,7", [](IesRecord& r) { r.TiltData.angles(2) = 9; }},
+        {"TiltIncl", "1 (yes)", [](IesRecord&) {}},
+        {"TiltIncl", "", [](IesRecord& r) { r.TiltIncl = false, r.TiltData = {}; }},
+        {"Candela", "1234.567,-1E-3,0,1e20,12.5,3cd,99", [](IesRecord&) {}},
+        {"Candela", "1234.567,-1E-3,0,1e20,,",
+         [](IesRecord& r) { r.Candela(2, 2) = r.Candela(2, 3) = 0; }}};
+    for (const auto& [key, text, expected] : cases) {
+        SCOPED_TRACE(std::string(key) + " = \"" + text + "\"");
+        ASSERT_TRUE(slots.writeSlot(1, fullRecord()));
+        put(key, 1, text);
+        ASSERT_EQ(read(1), 0) << error;
+        IesRecord record = fullRecord();
+        expected(record);
+        EXPECT_EQ(list(1), record);
+    }
+}
+
 // A host that writes inconsistent values gets a message, never a crash or a huge allocation,
 // and the records of the slots before stay.
 TEST_F(Exchange, InconsistentValuesFailWithTheirMessage) {
     using namespace exchange_msg;
     const std::tuple<const char*, std::string_view, std::vector<std::string>> cases[] = {
-        {"TiltData", kTiltProblem, {"3,2,0,90,1", "3,2,0,9O,1,.95"}},
-        {"OtherData", kOtherProblem, {"2,-1,.5,1,2,-.25,1.5,0,1", "2,-1,.5,1,2,-.25,1.5,0,1,100W"}},
-        {"VertAngles", kVertProblem, {"3,0,45", "30000,0,45,90", "3,0,forty-five,90"}},
-        {"HorAngles", kHorzProblem, {"", "1,0,22.5"}},
+        {"TiltData", kTiltProblem, {"3,2,0,90,1", "3,-1", "3", "3,2,0,90,1E39,.95"}},
+        {"OtherData", kOtherProblem, {"2,-1,.5,1,2,-.25,1.5,0,1", "", "40000,-1,.5,1,2,0,0,0,1,1"}},
+        {"VertAngles", kVertProblem, {"3,0,45", "30000,0,45,90", "-1", "32768", "1E999,0", ""}},
+        {"HorAngles", kHorzProblem, {"", "2,0\r\n,22.5"}},
         {"Keywords", kKeywordProblem, {"1E999"}},
-        {"Candela", kCandelaProblem, {"1234.567,.001,0,1E+20,12.5"}}};
+        {"Candela", kCandelaProblem, {"1234.567,.001,0,1E+20,12.5", ""}}};
     for (const auto& [key, message, texts] : cases)
         for (const std::string& text : texts) {
             SCOPED_TRACE(std::string(key) + " = \"" + text + "\"");
