@@ -30,7 +30,7 @@ constexpr int kExitOutput = 74;
 constexpr std::string_view kPrefix = "kandor-lint: ";
 
 constexpr std::string_view kUsage =
-    "Usage: kandor-lint [--json | --roundtrip] [--] FILE...\n"
+    "Usage: kandor-lint [--json | --roundtrip [--force]] [--] FILE...\n"
     "       kandor-lint --help\n";
 
 constexpr std::string_view kHelp =
@@ -57,7 +57,10 @@ constexpr std::string_view kHelp =
     "               vertical angles). Bytes that are not UTF-8 are replaced by U+FFFD.\n"
     "  --roundtrip  instead, the LM-63 text Kandor writes for what it read, byte for byte\n"
     "               (CR LF line ends) on standard output; the report lines go to standard\n"
-    "               error\n"
+    "               error. A file the reader found unusable (status 2) is not written, since\n"
+    "               its text would hold values that were never in the file; one line on\n"
+    "               standard error says so\n"
+    "  --force      with --roundtrip, write the text of an unusable file all the same\n"
     "  --help       this text\n"
     "  --           ends the options (for a FILE that begins with \"-\")\n"
     "\n"
@@ -71,6 +74,8 @@ constexpr std::string_view kOneMode = "--json and --roundtrip exclude each other
 constexpr std::string_view kCannotRead = "cannot read ";
 constexpr std::string_view kCannotWrite = "cannot write the output: ";
 constexpr std::string_view kFailed = "could not be checked: ";
+constexpr std::string_view kNotWritten =
+    ": not written: the reader found the text unusable (status 2); --force writes it anyway";
 
 enum class Mode { Reports, Json, Roundtrip };
 
@@ -200,7 +205,7 @@ nlohmann::ordered_json toJson(const std::string& file, const IesRecord& r, int s
 }
 
 // Checks one file; returns its status, or -1 when it could not be read.
-int lintFile(const std::string& path, Mode mode) {
+int lintFile(const std::string& path, Mode mode, bool force) {
     std::string raw;
     if (!readFile(path, raw)) {
         complain(std::string(kCannotRead) + path + ": " + std::strerror(errno));
@@ -239,6 +244,13 @@ int lintFile(const std::string& path, Mode mode) {
     listing += path + ": status " + std::to_string(status) + "\n";
 
     if (mode == Mode::Roundtrip) {
+        // An unusable text's record holds zeros for everything the reader never got to; a
+        // script that redirects this output must not get a plausible file made of them.
+        if (status == kandor::kParseUnusable && !force) {
+            put(stderr, listing);
+            complain(path + std::string(kNotWritten));
+            return status;
+        }
         StderrPrompter prompter;
         put(stdout, kandor::writer().Compose(record, prompter));
         put(stderr, listing);
@@ -256,6 +268,7 @@ int main(int argc, char** argv) {
     bool optionsEnded = false;
     bool jsonAsked = false;
     bool roundtripAsked = false;
+    bool force = false;
     for (int i = 1; i < argc; ++i) {
         const std::string_view arg = argv[i];
         if (!optionsEnded && arg.starts_with("-") && arg.size() > 1) {
@@ -268,6 +281,8 @@ int main(int argc, char** argv) {
             } else if (arg == "--json") {
                 jsonAsked = true;
                 mode = Mode::Json;
+            } else if (arg == "--force") {
+                force = true;
             } else if (arg == "--roundtrip") {
                 roundtripAsked = true;
                 mode = Mode::Roundtrip;
@@ -296,7 +311,7 @@ int main(int argc, char** argv) {
     for (const std::string& file : files) {
         int status = kandor::kParseUnusable;
         try {
-            status = lintFile(file, mode);
+            status = lintFile(file, mode, force);
         } catch (const std::exception& e) {  // never leave a file half-reported without a word
             complain(file + ": " + std::string(kFailed) + e.what());
         }

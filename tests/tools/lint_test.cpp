@@ -74,6 +74,34 @@ TEST_F(Lint, ReportsRoundtripAndJsonOfOneFileWhateverItsLineEnds) {
                   " Invalid input watts, read: 0"}, [[100, 80, 10], [100, 70, 5]]])"));
 }
 
+// Cells the reader never got to read as 0.00 in the composed text, so a redirected round trip
+// of an unusable file would be a plausible but wrong file: only --force writes it.
+TEST_F(Lint, RoundtripRefusesAnUnusableTextUnlessForced) {
+    std::string text = sample("[MANUFAC] M");
+    const std::string good = file("g", text);
+    text.replace(text.find("1 3 2 1"), 7, "1 3 .4 1");  // no horizontal angles: unusable
+    const std::string bad = file("u", text);
+    EXPECT_EQ(run({"--roundtrip", bad, good}, "err"), 2);
+    const std::string composed = out_;
+    std::ifstream err(kDir / "err", std::ios::binary);
+    const std::string errText(std::istreambuf_iterator<char>(err), {});
+    EXPECT_EQ(errText,
+              "u:5: 30:  Invalid entry of Horizontal Angles, read: 0.4\nu: status 2\n"
+              "kandor-lint: u: not written: the reader found the text unusable (status 2); "
+              "--force writes it anyway\ng: status 0\n");
+
+    const auto composedOf = [](const std::string& raw) {
+        const std::string normalised = kandor::normaliseLineEnds(raw);
+        kandor::IesRecord record;
+        kandor::IesReader().ParseIes(record, normalised, false, normalised);
+        kandor::SilentPrompter prompter;
+        return kandor::writer().Compose(record, prompter);
+    };
+    EXPECT_EQ(composed, composedOf(sample("[MANUFAC] M")));
+    EXPECT_EQ(run({"--force", "--roundtrip", bad}, "/dev/null"), 2);
+    EXPECT_EQ(out_, composedOf(text));
+}
+
 TEST_F(Lint, ExitStatusIsTheWorstBySeverityUnlessAFileIsUnreadableOrTheUsageWrong) {
     file("c", sample("[MANUFAC] M"));
     file("k", sample("[X]"));
