@@ -1,0 +1,149 @@
+#include "core/gridedit.h"
+
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+#include "core/numforms.h"
+#include "core/runtimefault.h"
+
+namespace kandor {
+
+namespace {
+
+// A numeric text as a 32-bit float; none when it is not a number or beyond a float's range.
+std::optional<float> singleFrom(std::string_view text) {
+    if (!isNumeric(text)) return std::nullopt;
+    try {
+        return toSingle(text);
+    } catch (const RuntimeFault&) {
+        return std::nullopt;
+    }
+}
+
+CellEntry angleEntry(std::string_view text, std::string_view refusal) {
+    CellEntry e;
+    e.value = singleFrom(text);
+    if (!e.value) e.message = refusal;
+    return e;
+}
+
+bool startsNegative(std::string_view text) {
+    const std::size_t first = text.find_first_not_of(" \t");
+    return first != std::string_view::npos && text[first] == '-';
+}
+
+void appendShortest(std::string& out, double value) {
+    char buffer[400];
+    std::to_chars_result r;
+    // Values typed or pasted are 32-bit floats; their own shortest form is what was typed.
+    if (const auto single = static_cast<float>(value);
+        std::fabs(value) <= std::numeric_limits<float>::max() &&
+        static_cast<double>(single) == value)
+        r = std::to_chars(buffer, buffer + sizeof buffer, single, std::chars_format::fixed);
+    else
+        r = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed);
+    out.append(buffer, r.ptr);
+}
+
+}  // namespace
+
+CellEntry vertAngleEntry(std::string_view text) {
+    return angleEntry(text, grid_text::kVertNotANumber);
+}
+
+CellEntry horzAngleEntry(std::string_view text) {
+    return angleEntry(text, grid_text::kHorzNotANumber);
+}
+
+CellEntry candelaEntry(std::string_view text) {
+    CellEntry e;
+    if (!isNumeric(text)) {
+        e.message = grid_text::kCandelaNotANumber;
+        e.title = grid_text::kInvalidEntryTitle;
+        return e;
+    }
+    double x = 0;
+    try {
+        x = toDouble(text);
+    } catch (const RuntimeFault&) {
+        // Beyond a double's range: as far out as a number gets, on its own side of zero.
+        x = startsNegative(text) ? -HUGE_VAL : HUGE_VAL;
+    }
+    if (x < 0) {
+        e.message = grid_text::kCandelaNegative;
+    } else if (x >= grid_text::kCandelaLimit) {
+        e.message = grid_text::kCandelaTooLarge;
+    } else {
+        e.value = static_cast<float>(x);
+    }
+    return e;
+}
+
+bool candelaDiffers(double shown, double stored) {
+    const double tolerance = std::max(0.0005, 6e-8 * std::max(std::fabs(shown), std::fabs(stored)));
+    return !(std::fabs(shown - stored) <= tolerance);
+}
+
+std::string candelaCopyText(const OneBased2D<double>& display) {
+    std::string out;
+    out.reserve(static_cast<std::size_t>(display.rows()) *
+                static_cast<std::size_t>(display.cols()) * 9);
+    for (int v = 1; v <= display.cols(); ++v) {
+        for (int h = 1; h <= display.rows(); ++h) {
+            if (h > 1) out += '\t';
+            appendShortest(out, display(h, v));
+        }
+        out += "\r\n";
+    }
+    return out;
+}
+
+CandelaPaste readCandelaPaste(std::string_view text, int numHorz, int numVert) {
+    CandelaPaste out;
+    // The line ends, then the trailing empty line dropped: what is left are the pieces, since
+    // joining the lines with tabs and splitting at tabs makes every line end a tab.
+    std::string_view body = text;
+    if (body.ends_with("\r\n"))
+        body.remove_suffix(2);
+    else if (body.ends_with('\n'))
+        body.remove_suffix(1);
+
+    std::vector<std::string_view> pieces;
+    std::size_t start = 0;
+    for (std::size_t i = 0; i <= body.size(); ++i) {
+        const bool end = i == body.size();
+        const bool tab = !end && body[i] == '\t';
+        const bool crlf = !end && body[i] == '\r' && i + 1 < body.size() && body[i + 1] == '\n';
+        const bool lf = !end && body[i] == '\n';
+        if (end || tab || crlf || lf) {
+            pieces.push_back(body.substr(start, i - start));
+            if (crlf) ++i;
+            start = i + 1;
+        }
+    }
+
+    const long long need = static_cast<long long>(std::max(numHorz, 0)) * std::max(numVert, 0);
+    if (static_cast<long long>(pieces.size()) != need) {
+        out.message = std::to_string(static_cast<long long>(pieces.size()) - 1);
+        out.message += grid_text::kValuesRead;
+        out.message += std::to_string(need - 1);
+        return out;
+    }
+    OneBased2D<double> values(numHorz, numVert);
+    for (std::size_t k = 0; k < pieces.size(); ++k) {
+        const std::optional<float> v = singleFrom(pieces[k]);
+        if (!v) {
+            out.message = grid_text::kCandelaNotANumber;
+            out.title = grid_text::kInvalidEntryTitle;
+            return out;
+        }
+        const int h = static_cast<int>(k % static_cast<std::size_t>(numHorz)) + 1;
+        const int vert = static_cast<int>(k / static_cast<std::size_t>(numHorz)) + 1;
+        values(h, vert) = *v;
+    }
+    out.values = std::move(values);
+    return out;
+}
+
+}  // namespace kandor

@@ -1,0 +1,72 @@
+#pragma once
+
+// The cell rules of the editor's grids: what a typed angle or candela value becomes, the text
+// the candela table is copied as, and how such a text is pasted back. The grid models only
+// call these and show the outcome.
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "core/onebased.h"
+
+namespace kandor {
+
+namespace grid_text {
+// The two angle grids refuse a non-number each with its own last character.
+inline constexpr std::string_view kVertNotANumber = "Not a number I know!";
+inline constexpr std::string_view kHorzNotANumber = "Not a number I know.";
+inline constexpr std::string_view kCandelaNotANumber = "Not a number I know.";
+inline constexpr std::string_view kInvalidEntryTitle = "Invalid entry";
+inline constexpr std::string_view kCandelaNegative = "Candela values cannot be negative!";
+// 9999999 itself is refused although the text speaks of 10 million.
+inline constexpr std::string_view kCandelaTooLarge = "Candela values must be less than 10 million.";
+inline constexpr double kCandelaLimit = 9999999;
+// (pieces - 1) + this + (needed - 1): both counts one short, as users have always seen them.
+inline constexpr std::string_view kValuesRead = " values read; need ";
+inline constexpr std::string_view kCandelaCellPattern = "#0.00";
+// What the vertical grid shows for a column beyond its angles.
+inline constexpr std::string_view kVertOutOfRange = " ";
+}  // namespace grid_text
+
+// A typed entry's outcome: the value to store, or the message (and its title, empty for the
+// tool's own name) to show in an OK-only box while nothing is stored.
+struct CellEntry {
+    std::optional<float> value;
+    std::string_view message;
+    std::string_view title;
+};
+
+// A typed vertical or horizontal angle: any number as a 32-bit float, else the grid's message.
+CellEntry vertAngleEntry(std::string_view text);
+CellEntry horzAngleEntry(std::string_view text);
+
+// A typed candela value, checked in order: a number, not negative, below 9999999.
+CellEntry candelaEntry(std::string_view text);
+
+// True when a display value differs from the record's value enough to show as changed: more
+// than half a thousandth, or more than a 32-bit float's precision for large values.
+bool candelaDiffers(double shown, double stored);
+
+// The copy text of a display table (horizontal index first): one line per vertical index, its
+// H values separated by tabs, every line ended by CRLF; no angles, no headings. Each value is
+// written in the shortest form that reads back as itself.
+std::string candelaCopyText(const OneBased2D<double>& display);
+
+// The outcome of reading a paste: the values to put into the display array, or the message
+// to show while nothing changes.
+struct CandelaPaste {
+    std::optional<OneBased2D<double>> values;  // numHorz by numVert, as copy writes them
+    std::string message;
+    std::string_view title;
+};
+
+// Reads a pasted text for a table of numHorz by numVert. Lines end at CRLF (a bare LF, as
+// other programs on this platform copy, counts too); a trailing line end is ignored; the lines
+// are joined with tabs and split at every tab. Another count than numHorz x numVert gives
+// "(pieces - 1) values read; need (numHorz x numVert - 1)"; a piece that is not a number a
+// 32-bit float can hold gives "Not a number I know." titled "Invalid entry". Pasted values are
+// not held to the limits of typed entries.
+CandelaPaste readCandelaPaste(std::string_view text, int numHorz, int numVert);
+
+}  // namespace kandor

@@ -1,0 +1,119 @@
+#include "core/rescale.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "core/numforms.h"
+#include "core/runtimefault.h"
+
+namespace kandor {
+
+namespace {
+
+double divide(double numerator, double denominator) {
+    if (denominator == 0) raiseFault(fault::kDivisionByZero);
+    const double q = numerator / denominator;
+    if (!std::isfinite(q)) raiseFault(fault::kOverflow);
+    return q;
+}
+
+std::string faultText(std::string_view step, const RuntimeFault& f) {
+    std::string text(rescale_text::kRanOutOfFingers);
+    text += step;
+    text += " : ";
+    text += std::to_string(f.number());
+    text += f.description();
+    return text;
+}
+
+double maxOf(const OneBased2D<double>& table) {
+    const auto& values = table.values();
+    return values.empty() ? 0 : *std::max_element(values.begin(), values.end());
+}
+
+}  // namespace
+
+double rescaledValue(double factor, double candela) {
+    const double x = factor * candela;
+    if (!std::isfinite(x)) raiseFault(fault::kOverflow);
+    // Away from a half-thousandth the nearest thousandth is what the text shows, and n / 1000
+    // is the same double the text reads back as. Near a half only the decimal form can tell:
+    // its 15 digits may already have rounded the value onto the half (large values keep few
+    // decimals), so the margin grows with the value.
+    const double scaled = std::fabs(x * 1000.0);
+    if (scaled < 1e14) {
+        const double rest = scaled - std::floor(scaled);
+        if (std::fabs(rest - 0.5) > 1e-6 + scaled * 1e-14)
+            return std::copysign(std::round(scaled), x) / 1000.0;
+    }
+    return readLenient(formatPattern(x, rescale_text::kRescaledPattern));
+}
+
+std::optional<std::int16_t> wholeLampCount(std::string_view text) {
+    if (!isNumeric(text)) return std::nullopt;
+    try {
+        return toInt16(text);
+    } catch (const RuntimeFault&) {
+        return std::nullopt;
+    }
+}
+
+LampChange lampChanged(const IesRecord& record, const LampTexts& texts, bool multiplierEdited,
+                       int changingLamp, OneBased2D<double>& display) {
+    namespace t = rescale_text;
+    LampChange out;
+    out.step = t::kStepStart;
+    try {
+        if (texts.multiplier.empty()) return out;
+        const LampData& d = record.OtherData;
+        if (multiplierEdited) {
+            out.step = t::kStepIsMult;
+            if (!isNumeric(texts.multiplier)) return out;
+            const double m = toDouble(texts.multiplier);
+            if (m > 0) out.factor = divide(d.multiplier, m);
+        } else {
+            out.step = t::kStepNotMult;
+            if (!isNumeric(texts.numLamps) || !isNumeric(texts.lumPerLamp)) return out;
+            const double n = toDouble(texts.numLamps);
+            const double p = toDouble(texts.lumPerLamp);
+            if (d.lumensPerLamp != -1.0f)
+                out.factor = divide(p * n, static_cast<double>(d.numLamps) * d.lumensPerLamp);
+            out.step = t::kStepBuiltMult;
+        }
+        // Without a factor the safe choice is to change nothing at all.
+        if (!out.factor) return out;
+        const double factor = *out.factor;
+
+        switch (changingLamp) {
+            case kChangesCandelaMultiplier:
+                out.step = t::kStepChangeMult;
+                out.multiplierText = formatPattern(d.multiplier * factor, t::kMultiplierPattern);
+                break;
+            case kChangesCandelaValues: {
+                out.step = t::kStepChangeCda;
+                // The display holds every type but C highest angle first, as the form fills it;
+                // reading the record the same way keeps a rescaled Type A table the right way up.
+                const bool reversed = d.photometricType != 1;
+                const int numVert = display.cols();
+                for (int h = 1; h <= display.rows(); ++h)
+                    for (int v = 1; v <= numVert; ++v) {
+                        display(h, v) = rescaledValue(
+                            factor, record.Candela(h, reversed ? numVert - v + 1 : v));
+                        out.candelaChanged = true;
+                    }
+                out.step = t::kStepSetMaxx;
+                out.maxCandela = factor * maxOf(record.Candela);
+                if (!std::isfinite(out.maxCandela)) raiseFault(fault::kOverflow);
+                out.candelaChanged = true;
+                break;
+            }
+            default:
+                break;
+        }
+    } catch (...) {
+        out.faultMessage = faultText(out.step, currentFault());
+    }
+    return out;
+}
+
+}  // namespace kandor
