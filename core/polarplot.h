@@ -1,0 +1,65 @@
+#pragma once
+
+// plotCD's geometry: the polar candela diagram as lighting data sheets draw it, reduced to
+// plain numbers so that it is checked without pixels. The widget only maps these to the
+// screen: nadir (0 degrees) at the bottom, 180 at the top, the first plane of each curve to
+// the right of the vertical axis and its opposite plane to the left.
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "core/onebased.h"
+
+namespace kandor {
+
+// What the candela tab shows: the grid's own arrays, so that the plot shows what the grid
+// shows (after a rescale, the rescaled values).
+struct PlotInput {
+    int photometricType = 1;                      // 1 = C; anything else is drawn as Type B
+    std::span<const float> vertAngles;            // one per vertical index, in the grid's order
+    std::span<const float> horAngles;             // one per horizontal index
+    const OneBased2D<double>* candela = nullptr;  // horizontal index first
+    double multiplier = 1;                        // the multiplier shown; values are drawn times it
+};
+
+// One plotted value: `degrees` from nadir along the half plane, `candela` after the multiplier.
+struct PolarSample {
+    double degrees = 0;
+    double candela = 0;
+};
+
+// One curve: a plane through the vertical axis, its two halves each in ascending angle.
+struct PolarCurve {
+    std::string label;               // the legend's text, "C0 - C180"
+    std::vector<PolarSample> right;  // the first half plane (C0, C90; Type B: positive angles)
+    std::vector<PolarSample> left;   // the opposite half plane (C180, C270; negative angles)
+    bool dashed = false;             // the second curve is dashed, as data sheets draw it
+};
+
+// The whole diagram: its curves and the round scale of its rings.
+struct PolarPlot {
+    std::vector<PolarCurve> curves;
+    double peak = 0;      // the largest plotted value
+    double ringStep = 1;  // candela between rings
+    int ringCount = 1;    // rings from the centre out; the outer one is the scale's end
+    double scaleMax() const { return ringStep * ringCount; }
+};
+
+// The diagram for the data; no curves when the table is empty (no angles or no values).
+// Type C draws C0 - C180 and C90 - C270; a plane the data do not hold is mirrored where the
+// horizontal angles say the distribution is symmetric (one plane, 0-90, 0-180, 90-270) and
+// interpolated from its neighbouring planes otherwise. Type B draws the horizontal plane
+// through the axis (V = 0) and the vertical plane (H = 0) the same way.
+PolarPlot polarPlot(const PlotInput& input);
+
+// A round scale for a peak: 1, 2, 2.5 or 5 times a power of ten between rings, at most five
+// rings, the outer one at or beyond the peak. A peak of 0 or less gives one ring of 1.
+void roundScale(double peak, double& ringStep, int& ringCount);
+
+// The value of a Type C distribution in plane `c` (degrees, any turn) at the vertical index
+// `v` of the grid, by the symmetry the horizontal angles imply; NaN where the data hold
+// nothing for it.
+double typeCValue(const PlotInput& input, double c, int v);
+
+}  // namespace kandor

@@ -1,0 +1,135 @@
+#include "core/polarplot.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+namespace kandor {
+namespace {
+
+// A table whose value tells its plane and vertical angle: plane h holds 1000 * h + vertical
+// angle, so a mirrored or interpolated value is easy to read back.
+struct Table {
+    std::vector<float> vert;
+    std::vector<float> horz;
+    OneBased2D<double> cd;
+    int type = 1;
+    double multiplier = 1;
+
+    Table(std::vector<float> v, std::vector<float> h, int photometricType = 1)
+        : vert(std::move(v)), horz(std::move(h)), type(photometricType) {
+        cd.redim(static_cast<int>(horz.size()), static_cast<int>(vert.size()));
+        for (int i = 1; i <= cd.rows(); ++i)
+            for (int j = 1; j <= cd.cols(); ++j)
+                cd(i, j) = 1000.0 * i + vert[static_cast<std::size_t>(j - 1)];
+    }
+    PlotInput input() const { return {type, vert, horz, &cd, multiplier}; }
+};
+
+// The value a half plane plots at an angle; NaN when it has no sample there.
+double at(const std::vector<PolarSample>& half, double degrees) {
+    for (const PolarSample& s : half)
+        if (s.degrees == degrees) return s.candela;
+    return std::nan("");
+}
+
+TEST(PolarPlot, TypeCPlanesFollowTheSymmetryOfTheHorizontalAngles) {
+    struct Case {
+        const char* name;
+        std::vector<float> horz;
+        // The value at vertical angle 0 in C0, C90, C180, C270, and at C315.
+        double c0, c90, c180, c270, c315;
+    } cases[] = {
+        {"one plane", {0}, 1000, 1000, 1000, 1000, 1000},
+        {"quadrant", {0, 45, 90}, 1000, 3000, 1000, 3000, 2000},
+        {"bilateral", {0, 90, 180}, 1000, 2000, 3000, 2000, 1500},
+        {"about 90-270", {90, 180, 270}, 2000, 1000, 2000, 3000, 2500},
+        {"interpolated", {0, 60, 120, 180}, 1000, 2500, 4000, 2500, 1750},
+        {"full turn", {0, 90, 180, 270, 360}, 1000, 2000, 3000, 4000, 4500},
+        {"open turn", {0, 90, 180, 270}, 1000, 2000, 3000, 4000, 2500},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const Table t({0, 45, 90}, c.horz);
+        const PolarPlot plot = polarPlot(t.input());
+        ASSERT_EQ(plot.curves.size(), 2u);
+        EXPECT_EQ(plot.curves[0].label, "C0 - C180");
+        EXPECT_EQ(plot.curves[1].label, "C90 - C270");
+        EXPECT_FALSE(plot.curves[0].dashed);
+        EXPECT_TRUE(plot.curves[1].dashed);
+        EXPECT_DOUBLE_EQ(at(plot.curves[0].right, 0), c.c0);
+        EXPECT_DOUBLE_EQ(at(plot.curves[1].right, 0), c.c90);
+        EXPECT_DOUBLE_EQ(at(plot.curves[0].left, 0), c.c180);
+        EXPECT_DOUBLE_EQ(at(plot.curves[1].left, 0), c.c270);
+        EXPECT_DOUBLE_EQ(typeCValue(t.input(), 315, 1), c.c315);
+        EXPECT_DOUBLE_EQ(typeCValue(t.input(), -45, 1), c.c315);
+        EXPECT_DOUBLE_EQ(at(plot.curves[0].right, 90), c.c0 + 90);
+    }
+}
+
+TEST(PolarPlot, TypeBDrawsTheTwoPrincipalPlanes) {
+    // Vertical angles as the grid holds Type B: highest first.
+    Table t({90, 45, 0, -45, -90}, {-90, -30, 0, 30, 90}, 2);
+    const PolarPlot plot = polarPlot(t.input());
+    ASSERT_EQ(plot.curves.size(), 2u);
+    const PolarCurve& h = plot.curves[0];
+    const PolarCurve& v = plot.curves[1];
+    EXPECT_EQ(h.label, "Horizontal plane (V = 0\xC2\xB0)");
+    // The horizontal plane at V = 0: plane 4 is H = 30, plane 2 is H = -30.
+    EXPECT_DOUBLE_EQ(at(h.right, 30), 4000);
+    EXPECT_DOUBLE_EQ(at(h.left, 30), 2000);
+    // The vertical plane at H = 0 (plane 3), up to the right, down to the left.
+    EXPECT_DOUBLE_EQ(at(v.right, 45), 3045);
+    EXPECT_DOUBLE_EQ(at(v.left, 45), 2955);
+    EXPECT_DOUBLE_EQ(at(v.right, 0), at(h.right, 0));
+    // Ascending along each half whatever the grid's order.
+    for (const auto* half : {&h.right, &h.left, &v.right, &v.left})
+        for (std::size_t i = 1; i < half->size(); ++i)
+            EXPECT_LT((*half)[i - 1].degrees, (*half)[i].degrees);
+
+    // A table of one side (H from 0) is mirrored to the other.
+    Table half({90, 0, -90}, {0, 45, 90}, 2);
+    const PolarPlot mirrored = polarPlot(half.input());
+    EXPECT_DOUBLE_EQ(at(mirrored.curves[0].left, 45), at(mirrored.curves[0].right, 45));
+}
+
+TEST(PolarPlot, ValuesAreTimesTheMultiplierOnARoundScale) {
+    Table t({0, 90}, {0});
+    t.multiplier = 0.5;
+    const PolarPlot plot = polarPlot(t.input());
+    EXPECT_DOUBLE_EQ(at(plot.curves[0].right, 90), 545);
+    EXPECT_DOUBLE_EQ(plot.peak, 545);
+    EXPECT_DOUBLE_EQ(plot.ringStep, 200);
+    EXPECT_EQ(plot.ringCount, 3);
+
+    struct Case {
+        double peak, step;
+        int rings;
+    } cases[] = {{1000, 200, 5},  {1200, 250, 5},    {4000, 1000, 4}, {7.3, 2, 4},
+                 {0.04, 0.01, 4}, {99999, 20000, 5}, {0, 1, 1},       {-5, 1, 1}};
+    for (const Case& c : cases) {
+        double step = 0;
+        int rings = 0;
+        roundScale(c.peak, step, rings);
+        EXPECT_DOUBLE_EQ(step, c.step) << c.peak;
+        EXPECT_EQ(rings, c.rings) << c.peak;
+        EXPECT_GE(step * rings, c.peak);
+    }
+}
+
+TEST(PolarPlot, NothingToDrawWithoutATable) {
+    Table t({0, 90}, {0});
+    PlotInput in = t.input();
+    in.candela = nullptr;
+    EXPECT_TRUE(polarPlot(in).curves.empty());
+    const OneBased2D<double> empty;
+    in.candela = &empty;
+    EXPECT_TRUE(polarPlot(in).curves.empty());
+    in = t.input();
+    in.vertAngles = {};
+    EXPECT_TRUE(polarPlot(in).curves.empty());
+}
+
+}  // namespace
+}  // namespace kandor
