@@ -2,7 +2,9 @@
 # Installs what is missing, builds everything and runs every test:
 #   1. the full build (core, host, tools, editor) and all CTest tests;
 #   2. the core and its tests again under AddressSanitizer and UndefinedBehaviorSanitizer;
-#   3. the reader's libFuzzer target for a bounded time, seeded with the LM-63 corpus.
+#   3. every libFuzzer target (reader, writer/reader round trip, exchange slots, command
+#      channel, start-up) for a bounded time each, after replaying their kept regression
+#      inputs; KANDOR_FUZZ_SECONDS sets the time per target (default 60).
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -22,6 +24,6 @@ cmake --build --preset asan -j "$jobs"
 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --preset asan
 
 if [ -x scripts/fuzz.sh ]; then
-    echo "== fuzzing the reader =="
+    echo "== fuzzing every outside input =="
     ./scripts/fuzz.sh "${KANDOR_FUZZ_SECONDS:-60}"
 fi

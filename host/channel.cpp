@@ -165,7 +165,12 @@ void CommandChannel::start() {
             if (hooks_.startSequence) hooks_.startSequence();
             return;
         }
-        if (attempt < kStartTries) letEventsRun(kStartTryPause);
+        if (attempt < kStartTries) {
+            if (pause_)
+                pause_(kStartTryPause);
+            else
+                letEventsRun(kStartTryPause);
+        }
     }
     prompter_.tell(std::string(channel_text::kWaitedForData));
     timer_.stop();

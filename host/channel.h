@@ -133,6 +133,11 @@ class CommandChannel {
     const std::string& txtCmds() const noexcept { return txtCmds_; }
 
     void setHooks(ChannelHooks hooks) { hooks_ = std::move(hooks); }
+    // Replaces the wait between "START"'s looks for records (letEventsRun), so that a test or a
+    // fuzzer can run "START" without really waiting.
+    void setStartPause(std::function<void(std::chrono::milliseconds)> pause) {
+        pause_ = std::move(pause);
+    }
 
   private:
     void start();
@@ -145,6 +150,7 @@ class CommandChannel {
     ToolForm& form_;
     Prompter& prompter_;
     ChannelHooks hooks_;
+    std::function<void(std::chrono::milliseconds)> pause_;
     QTimer timer_;
     std::string txtCmds_;
 };
