@@ -97,8 +97,9 @@ KeywordDrop planKeywordDrop(int lineUnderPointer, int lineCount, bool lastLineEm
     // The empty line after a final line end is where the caret sits when appending; dropping
     // on it appends as well.
     const int usedLines = lastLineEmpty ? lineCount - 1 : lineCount;
-    if (lineUnderPointer >= 0 && lineUnderPointer < usedLines) return {lineUnderPointer, false};
-    return {usedLines < 0 ? 0 : usedLines, !lastLineEmpty && lineCount > 0};
+    if (lineUnderPointer >= 0 && lineUnderPointer < usedLines)
+        return {lineUnderPointer, false, false};
+    return {usedLines < 0 ? 0 : usedLines, !lastLineEmpty && lineCount > 0, true};
 }
 
 KeywordKeyAction keywordKeyAction(std::string_view typed, bool keywordClosed,

@@ -66,8 +66,9 @@ std::vector<std::string> splitKeywordLines(std::string_view text);
 // Where a keyword dropped on the keyword text goes. The new line holds the keyword and a
 // blank, and the caret stays after the blank so the user types the value next.
 struct KeywordDrop {
-    int line = 0;             // 0-based line the new line goes in front of; lineCount appends
+    int line = 0;             // 0-based line the new line goes in front of, unless appending
     bool breakFirst = false;  // appending after a last line with text: start a new line first
+    bool append = false;      // the new line goes at the end of the text
 };
 // `lineUnderPointer` is the 0-based line the pointer is over, -1 when it is below the last
 // line (or there is no text). `lastLineEmpty` tells whether the text ends in a line end (its

@@ -108,6 +108,8 @@ TEST(KeywordDropPlacement, AboveTheLineDroppedOnOrAppended) {
         const KeywordDrop drop = planKeywordDrop(c.pointerLine, c.lineCount, c.lastEmpty);
         EXPECT_EQ(drop.line, c.line) << c.pointerLine << "/" << c.lineCount;
         EXPECT_EQ(drop.breakFirst, c.breakFirst) << c.pointerLine << "/" << c.lineCount;
+        EXPECT_EQ(drop.append, c.line == (c.lastEmpty ? c.lineCount - 1 : c.lineCount))
+            << c.pointerLine << "/" << c.lineCount;
     }
 }
 
