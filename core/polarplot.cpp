@@ -78,6 +78,19 @@ double foldTypeC(double c, double first, double last, bool& wrap) {
     return c;
 }
 
+// A Type B angle on an axis that holds one side only (from 0, or from just above it, as some
+// files start at 1) reads from its mirror; an angle a little beyond the axis's ends takes the
+// nearest one, so that the axis at 0 is drawn for such files too.
+double foldTypeB(const std::vector<Angle>& axis, double x) {
+    constexpr double kNearEnough = 5;
+    if (axis.front().degrees >= 0 && x < 0) x = -x;
+    if (x < axis.front().degrees && x >= axis.front().degrees - kNearEnough)
+        return axis.front().degrees;
+    if (x > axis.back().degrees && x <= axis.back().degrees + kNearEnough)
+        return axis.back().degrees;
+    return x;
+}
+
 double candelaAt(const PlotInput& in, int h, int v) {
     return (*in.candela)(h, v);
 }
@@ -87,8 +100,8 @@ double candelaAt(const PlotInput& in, int h, int v) {
 double typeBValue(const PlotInput& in, const std::vector<Angle>& hs, const std::vector<Angle>& vs,
                   double h, double v) {
     if (hs.empty() || vs.empty()) return kNaN;
-    if (hs.front().degrees == 0 && h < 0) h = -h;
-    if (vs.front().degrees == 0 && v < 0) v = -v;
+    h = foldTypeB(hs, h);
+    v = foldTypeB(vs, v);
     std::size_t hi = 0, vi = 0;
     double ht = 0, vt = 0;
     if (!bracket(hs, h, hi, ht) || !bracket(vs, v, vi, vt)) return kNaN;
@@ -179,8 +192,11 @@ PolarPlot polarPlot(const PlotInput& in) {
             double right, left;
             bool dashed;
         };
-        for (const Plane& p :
-             {Plane{"C0 - C180", 0, 180, false}, Plane{"C90 - C270", 90, 270, true}}) {
+        // A single plane is the same all round: one curve says so, where two would lie on
+        // top of each other and one of them would seem to be missing.
+        std::vector<Plane> planes{{"C0 - C180", 0, 180, false}, {"C90 - C270", 90, 270, true}};
+        if (hs.size() == 1) planes = {{"All C planes (rotationally symmetric)", 0, 180, false}};
+        for (const Plane& p : planes) {
             PolarCurve curve;
             curve.label = p.label;
             curve.dashed = p.dashed;

@@ -41,7 +41,6 @@ TEST(PolarPlot, TypeCPlanesFollowTheSymmetryOfTheHorizontalAngles) {
         // The value at vertical angle 0 in C0, C90, C180, C270, and at C315.
         double c0, c90, c180, c270, c315;
     } cases[] = {
-        {"one plane", {0}, 1000, 1000, 1000, 1000, 1000},
         {"quadrant", {0, 45, 90}, 1000, 3000, 1000, 3000, 2000},
         {"bilateral", {0, 90, 180}, 1000, 2000, 3000, 2000, 1500},
         {"about 90-270", {90, 180, 270}, 2000, 1000, 2000, 3000, 2500},
@@ -66,6 +65,16 @@ TEST(PolarPlot, TypeCPlanesFollowTheSymmetryOfTheHorizontalAngles) {
         EXPECT_DOUBLE_EQ(typeCValue(t.input(), -45, 1), c.c315);
         EXPECT_DOUBLE_EQ(at(plot.curves[0].right, 90), c.c0 + 90);
     }
+}
+
+TEST(PolarPlot, OnePlaneIsOneCurveAllRound) {
+    const Table t({0, 45, 90}, {0});
+    const PolarPlot plot = polarPlot(t.input());
+    ASSERT_EQ(plot.curves.size(), 1u);
+    EXPECT_EQ(plot.curves[0].label, "All C planes (rotationally symmetric)");
+    EXPECT_DOUBLE_EQ(at(plot.curves[0].left, 45), 1045);
+    EXPECT_DOUBLE_EQ(at(plot.curves[0].right, 45), 1045);
+    EXPECT_DOUBLE_EQ(typeCValue(t.input(), 222, 2), 1045);
 }
 
 TEST(PolarPlot, TypeBDrawsTheTwoPrincipalPlanes) {

@@ -1,0 +1,40 @@
+#pragma once
+
+// The luminous-shape sketch of the lamp tab (lmpPicHousing): paints the primitives that
+// core/shapes.h returns for a shape, scaled into the widget with the picture's proportions.
+
+#include <vector>
+
+#include <QTransform>
+#include <QWidget>
+
+#include "core/shapes.h"
+
+namespace kandor {
+
+class ShapeSketch final : public QWidget {
+    Q_OBJECT
+
+  public:
+    explicit ShapeSketch(QWidget* parent = nullptr);
+
+    // Shows the sketch of a shape index (any other index: the axes alone).
+    void setShape(int shapeIndex);
+    // Shows these primitives, as gsbShowLuminousShape hands them over.
+    void setPrimitives(std::vector<SketchPrimitive> primitives);
+
+    const std::vector<SketchPrimitive>& primitives() const { return primitives_; }
+    // The map from the picture's own scale to the widget, proportions kept, centred.
+    QTransform sketchTransform() const;
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    std::vector<SketchPrimitive> primitives_;
+};
+
+}  // namespace kandor
