@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -95,6 +97,12 @@ TEST_F(Exchange, RecordsRoundTripUnchanged) {
         {"no tilt", [](IesRecord& r) { r.TiltIncl = false, r.TiltData = {}; }},
         {"no angles", [](IesRecord& r) { r.resizeGrid(0, 0), r.OptionalData.clear(); }},
         {"sample", [](IesRecord& r) { r = SampleRecord(); }},
+        // Written with 15 digits these would round beyond the largest double and not read back.
+        {"largest doubles",
+         [](IesRecord& r) {
+             r.Candela(1, 1) = std::numeric_limits<double>::max();
+             r.Candela(2, 3) = std::nextafter(-r.Candela(1, 1), 0.0);
+         }},
         {"everything", [](IesRecord&) {}}};
     for (const auto& [what, shape] : cases) {
         SCOPED_TRACE(what);
