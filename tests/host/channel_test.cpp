@@ -7,6 +7,7 @@
 
 #include <ctime>
 #include <string>
+#include <vector>
 
 #include "support/scriptedprompter.h"
 
@@ -85,6 +86,20 @@ TEST_F(ChannelTest, VerbsAreMatchedWithoutRegardToCaseAndBlanks) {
     state.oldName = "";  // no path names no file, not even before any record arrived
     EXPECT_EQ(deliver("DELETEFILE,   "), "");
     EXPECT_EQ(prompter.calls().size(), 1u);
+}
+
+// The fuzzer runs "START" without the real pauses; the looks must still be five, 100 ms apart,
+// and records that arrive during a pause must be found.
+TEST_F(ChannelTest, StartLooksFiveTimesThroughAReplaceablePause) {
+    std::vector<long long> pauses;
+    channel.setStartPause(
+        [&](std::chrono::milliseconds pause) { pauses.push_back(pause.count()); });
+    EXPECT_EQ(deliver("START"), "death timer off;end;");
+    EXPECT_EQ(pauses, (std::vector<long long>{100, 100, 100, 100}));
+    channel.setStartPause([&](std::chrono::milliseconds) {
+        if (list.empty()) list.add();
+    });
+    EXPECT_EQ(deliver("START"), "death timer off;start sequence;");
 }
 
 TEST_F(ChannelTest, EveryCommandIsLoggedAndAcknowledgedOnce) {
