@@ -58,7 +58,6 @@ QPainterPath curvePath(const PolarCurve& curve, const PlotFrame& f) {
 
 QPen curvePen(const PolarCurve& curve, int index) {
     QPen pen(index == 0 ? kFirstCurve : kSecondCurve, 2);
-    pen.setCosmetic(true);
     if (curve.dashed) pen.setDashPattern({5, 3});
     pen.setJoinStyle(Qt::RoundJoin);
     pen.setCapStyle(Qt::RoundCap);
@@ -128,7 +127,6 @@ void plotCD::paintEvent(QPaintEvent*) {
 
     // Spokes from the centre to the outer ring, on both sides.
     QPen spokePen(kSpoke, 1);
-    spokePen.setCosmetic(true);
     p.setPen(spokePen);
     for (int d = 0; d <= 180; d += f.spokeStep) {
         p.drawLine(f.centre, f.map(d, f.scaleMax, false));
@@ -138,7 +136,6 @@ void plotCD::paintEvent(QPaintEvent*) {
     // Rings on the round scale; the outer one closes the diagram.
     for (int k = 1; k <= plot_.ringCount; ++k) {
         QPen ringPen(k == plot_.ringCount ? kOuterRing : kRing, 1);
-        ringPen.setCosmetic(true);
         p.setPen(ringPen);
         p.setBrush(Qt::NoBrush);
         const double r = f.radius * k / plot_.ringCount;
@@ -183,9 +180,9 @@ void plotCD::paintEvent(QPaintEvent*) {
     for (int k = 1; k <= plot_.ringCount; ++k) {
         QString text = candelaText(plot_.ringStep * k);
         if (k == plot_.ringCount) text += QStringLiteral(" cd");
+        // Just inside its ring, so that the outer value keeps clear of the 180 label.
         const QPointF at = f.map(180, plot_.ringStep * k, false);
-        QRectF box(at.x() + 3, at.y() - fm.height() / 2, fm.horizontalAdvance(text) + 4,
-                   fm.height());
+        QRectF box(at.x() + 3, at.y() + 1, fm.horizontalAdvance(text) + 4, fm.height());
         p.fillRect(box, QColor(255, 255, 255, 200));
         p.setPen(kText);
         p.drawText(box, Qt::AlignCenter, text);
