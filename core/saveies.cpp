@@ -142,7 +142,7 @@ void SaveIES::composeInto(const IesRecord& record) {
     for (int h = 1; h <= numHorz; ++h) {
         for (int v = 1; v <= numVert; ++v) {
             value.clear();
-            appendPattern(value, record.Candela(h, v), "#0.00");
+            appendPattern(value, record.Candela(h, v), candelaPattern_);
             appendBare(value.data(), value.size());
             if (v < numVert) appendBare(" ", 1);
         }

@@ -41,6 +41,13 @@ class SaveIES {
     // Sets the last composed text, as the preview does with the text it is about to parse.
     void setLastText(std::string text);
 
+    // The number pattern of candela values: "#0.00" as the format's layout has it. A tool
+    // that saves a user's file uses "#0.00#", so that values the reader kept to three
+    // decimals are written back as they were read.
+    static constexpr std::string_view kCandelaPattern = "#0.00";
+    static constexpr std::string_view kCandelaPatternExact = "#0.00#";
+    void setCandelaPattern(std::string_view pattern) { candelaPattern_ = pattern; }
+
   private:
     void composeInto(const IesRecord& record);
     // Appends one piece, first breaking the line when the piece holds no CRLF and would carry
@@ -55,6 +62,7 @@ class SaveIES {
     std::int16_t lineLength_ = 0;
     std::int16_t limit_ = kLimitClassic;
     std::size_t lastCrlf_ = 0;  // 1-based position of the CR of the last CRLF, 0 for none
+    std::string_view candelaPattern_ = kCandelaPattern;
 };
 
 // The process-wide writer.

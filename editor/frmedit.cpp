@@ -1,0 +1,556 @@
+#include "editor/frmedit.h"
+
+#include <QtGui/qguiapplication_platform.h>
+#include <QAbstractItemView>
+#include <QApplication>
+#include <QClipboard>
+#include <QCloseEvent>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QScreen>
+#include <QTabWidget>
+#include <QTableView>
+#include <QTextEdit>
+#include <QVBoxLayout>
+#include <QWindow>
+
+#include <xcb/xcb.h>
+
+#include "core/runtimefault.h"
+#include "dialogs/dlgwarn.h"
+#include "editor/gridmodels.h"
+#include "host/exchange.h"
+
+namespace kandor {
+
+namespace {
+
+QString qs(std::string_view text) {
+    return QString::fromUtf8(text.data(), static_cast<int>(text.size()));
+}
+
+// How often an embedded editor checks that the host's window is still there.
+constexpr int kHostWatchMs = 500;
+
+// True while the X11 window exists. Without an X11 connection nothing can be checked, and the
+// window counts as present.
+bool x11WindowExists(std::int64_t window) {
+    auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+    if (!x11 || !x11->connection()) return true;
+    xcb_connection_t* c = x11->connection();
+    const xcb_get_window_attributes_cookie_t cookie =
+        xcb_get_window_attributes(c, static_cast<xcb_window_t>(window));
+    xcb_generic_error_t* error = nullptr;
+    xcb_get_window_attributes_reply_t* reply = xcb_get_window_attributes_reply(c, cookie, &error);
+    const bool exists = reply != nullptr;
+    free(reply);
+    free(error);
+    return exists;
+}
+
+}  // namespace
+
+bool& copyAnnounced() {
+    static bool announced = false;
+    return announced;
+}
+
+frmEdit::frmEdit(EditorContext context, QWidget* parent)
+    : QDialog(parent), ctx_(std::move(context)) {
+    setObjectName("frmEdit");
+    setWindowFlags(Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
+                   Qt::WindowMinMaxButtonsHint | Qt::WindowCloseButtonHint);
+    setWindowTitle(qs(transfer_text::kCaptionPrefix));
+    setSizeGripEnabled(true);
+
+    SSTab1 = new QTabWidget;
+    SSTab1->setObjectName("SSTab1");
+    SSTab1->setDocumentMode(false);
+    SSTab1->addTab(buildKeywordsTab(), tr("&Keywords"));
+    SSTab1->addTab(buildLampTab(), tr("&Lamp && Luminaire"));
+    SSTab1->addTab(buildAnglesTab(), tr("Photometric &Angles"));
+    SSTab1->addTab(buildCandelaTab(), tr("&Candela"));
+    connect(SSTab1, &QTabWidget::currentChanged, this, [this](int index) {
+        if (index == 3) redrawPlot();
+    });
+
+    labFile = new QLabel;
+    labFile->setObjectName("labFile");
+    labFile->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    labFile->setToolTip(tr("The photometric file being edited"));
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(labFile);
+    layout->addWidget(SSTab1, 1);
+    layout->addWidget(buildButtonRow());
+
+    warn_ = new dlgWarn(this);
+    hostWatch_.setInterval(kHostWatchMs);
+    connect(&hostWatch_, &QTimer::timeout, this, [this] { watchHost(); });
+
+    for (QTableView* view : {lmpGridTiltMultiplier, phoGridVert, phoGridHorz, cdaGridCd})
+        if (view) view->installEventFilter(this);
+
+    resize(1100, 760);
+}
+
+frmEdit::~frmEdit() = default;
+
+QWidget* frmEdit::buildButtonRow() {
+    auto* row = new QWidget;
+    auto* outer = new QHBoxLayout(row);
+    outer->setContentsMargins(0, 0, 0, 0);
+
+    fraWorkOn = new QGroupBox(tr("Work On"));
+    fraWorkOn->setObjectName("fraWorkOn");
+    rdoOriginal = new QRadioButton(tr("O&riginal"));
+    rdoOriginal->setObjectName("rdoOriginal");
+    rdoCopy = new QRadioButton(tr("Cop&y"));
+    rdoCopy->setObjectName("rdoCopy");
+    rdoOriginal->setChecked(true);
+    rdoOriginal->setToolTip(tr("Hand the edited data back as the host's own file"));
+    rdoCopy->setToolTip(tr("Hand the edited data back as a new file named Copy_..."));
+    auto* workOn = new QHBoxLayout(fraWorkOn);
+    workOn->addWidget(rdoOriginal);
+    workOn->addWidget(rdoCopy);
+
+    txtCmds = new QPlainTextEdit;
+    txtCmds->setObjectName("txtCmds");
+    txtCmds->setReadOnly(true);
+    txtCmds->setLineWrapMode(QPlainTextEdit::NoWrap);
+    txtCmds->setPlaceholderText(tr("Commands from the host"));
+    txtCmds->setToolTip(tr("Commands received from the host application"));
+    const int lineHeight = txtCmds->fontMetrics().lineSpacing();
+    txtCmds->setFixedHeight(lineHeight * 3 + 12);
+    txtCmds->setMinimumWidth(160);
+    txtCmds->setFocusPolicy(Qt::NoFocus);
+
+    auto makeButton = [this](QPushButton*& button, const char* name, const QString& text,
+                             const QString& tip, void (frmEdit::*slot)()) {
+        button = new QPushButton(text);
+        button->setObjectName(name);
+        button->setToolTip(tip);
+        connect(button, &QPushButton::clicked, this, [this, slot] { (this->*slot)(); });
+    };
+    makeButton(cmdOk, "cmdOk", tr("OK"), tr("Check the data, hand them to the host and close"),
+               &frmEdit::cmdOk_Click);
+    makeButton(cmdCancel, "cmdCancel", tr("Cancel"), tr("Close without handing anything back"),
+               &frmEdit::cmdCancel_Click);
+    makeButton(cmdRefresh, "cmdRefresh", tr("&Refresh"),
+               tr("Check the data and hand them to the host, staying open"),
+               &frmEdit::cmdRefresh_Click);
+    makeButton(cmdUndo, "cmdUndo", tr("&Undo"), tr("Go back to the data as they arrived"),
+               &frmEdit::cmdUndo_Click);
+    makeButton(cmdPreview, "cmdPreview", tr("Pre&view..."),
+               tr("Show and edit the data as LM-63 text"), &frmEdit::cmdPreview_Click);
+    makeButton(cmdCopy, "cmdCopy", tr("Co&py Table"),
+               tr("Copy the candela table to the clipboard as tab-separated text"),
+               &frmEdit::cmdCopy_Click);
+    makeButton(cmdSettings, "cmdSettings", tr("&Settings..."),
+               tr("What a change of lamp data does, and what the editor works on"),
+               &frmEdit::cmdSettings_Click);
+    makeButton(cmdHelp, "cmdHelp", tr("&Help"), tr("Help on the tab shown (F1)"),
+               &frmEdit::cmdHelp_Click);
+    makeButton(cmdAbout, "cmdAbout", tr("A&bout"), tr("Version and revision"),
+               &frmEdit::cmdAbout_Click);
+    cmdHelp->setShortcut(QKeySequence::HelpContents);
+
+    for (QPushButton* b :
+         {cmdCancel, cmdRefresh, cmdUndo, cmdPreview, cmdCopy, cmdSettings, cmdHelp, cmdAbout})
+        b->setAutoDefault(false);
+    cmdOk->setAutoDefault(true);
+    cmdOk->setDefault(true);
+
+    auto* tools = new QGridLayout;
+    tools->addWidget(cmdPreview, 0, 0);
+    tools->addWidget(cmdCopy, 0, 1);
+    tools->addWidget(cmdSettings, 0, 2);
+    tools->addWidget(cmdHelp, 1, 0);
+    tools->addWidget(cmdAbout, 1, 1);
+
+    auto* handBack = new QGridLayout;
+    handBack->addWidget(cmdRefresh, 0, 0);
+    handBack->addWidget(cmdUndo, 0, 1);
+    handBack->addWidget(cmdOk, 1, 0);
+    handBack->addWidget(cmdCancel, 1, 1);
+
+    outer->addWidget(txtCmds, 1);
+    outer->addWidget(fraWorkOn);
+    outer->addLayout(tools);
+    outer->addSpacing(12);
+    outer->addLayout(handBack);
+    return row;
+}
+
+// ---- Start-up (EditorForm) ----
+
+void frmEdit::loadForm() {
+    if (loaded_) return;
+    loaded_ = true;
+    embedInHost();
+    loadingFlag_ = false;
+    startupFlag_ = false;
+}
+
+void frmEdit::fillKeywordPicker(std::span<const std::string_view> names) {
+    keyLstPos->clear();
+    for (std::string_view name : names)
+        keyLstPos->addItem(qs(name));
+}
+
+void frmEdit::backupRecord() {
+    Backup(record(), backup_, ctx_.prompter);
+}
+
+void frmEdit::loadData() {
+    fillFromRecord();
+}
+
+void frmEdit::applySettings(const UserSettings& settings) {
+    using namespace startup_text;
+    int index = -1;
+    if (settings.changingLamp == kChangesCandelaMultiplier) index = 0;
+    if (settings.changingLamp == kChangesCandelaValues) index = 1;
+    if (settings.changingLamp == kChangesNothing) index = 2;
+    if (index >= 0) changingLamp_ = index;
+    showLampHint(index);
+    if (settings.workOn == kWorkOnOriginal) rdoOriginal->setChecked(true);
+    if (settings.workOn == kWorkOnCopy) rdoCopy->setChecked(true);
+}
+
+void frmEdit::showForm() {
+    show();
+    raise();
+    activateWindow();
+}
+
+int frmEdit::changingLampIndex() const {
+    return changingLamp_;
+}
+
+void frmEdit::showLampHint(int index) {
+    if (index < 0 || index > 2) return;
+    const bool multiplier = index == 0;
+    for (QWidget* w : std::initializer_list<QWidget*>{Line1, Line2, Line3, Line4, Label11})
+        if (w) w->setVisible(multiplier);
+    if (labCandelaChange) labCandelaChange->setVisible(index == 1);
+}
+
+// ---- The host's commands (ToolForm) ----
+
+void frmEdit::moveTo(int left, int top, int width, int height) {
+    setGeometry(left, top, std::max(width, 1), std::max(height, 1));
+    repaint();
+}
+
+void frmEdit::raiseToTop() {
+    raise();
+}
+
+void frmEdit::unload() {
+    if (unloading_) return;
+    unloading_ = true;
+    hostWatch_.stop();
+    // The warnings, preview and settings dialogs go with the form.
+    for (QDialog* d : findChildren<QDialog*>())
+        d->hide();
+    if (embedded_) giveBackParents();
+    hide();
+    if (ctx_.endProgram) ctx_.endProgram();
+}
+
+void frmEdit::giveBackParents() {
+    if (!embedded_) return;
+    embedded_ = false;
+    if (QWindow* w = windowHandle()) w->setParent(nullptr);
+}
+
+void frmEdit::showCommandLog(const std::string& log) {
+    QString text = QString::fromStdString(log);
+    text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    if (text.endsWith(QLatin1Char('\n'))) text.chop(1);
+    txtCmds->setPlainText(text);
+    txtCmds->moveCursor(QTextCursor::End);
+}
+
+double frmEdit::dpiX() const {
+    return logicalDpiX();
+}
+
+double frmEdit::dpiY() const {
+    return logicalDpiY();
+}
+
+// ---- Child mode ----
+
+void frmEdit::embedInHost() {
+    if (!ctx_.state.childMode || ctx_.hostWindow == 0) return;
+    if (QGuiApplication::platformName() != QLatin1String("xcb") ||
+        !x11WindowExists(ctx_.hostWindow)) {
+        txtCmds->appendPlainText(qs(editor_text::kNoChildMode));
+        return;
+    }
+    hostWindow_ = QWindow::fromWinId(static_cast<WId>(ctx_.hostWindow));
+    if (!hostWindow_) {
+        txtCmds->appendPlainText(qs(editor_text::kNoChildMode));
+        return;
+    }
+    // A child window has no frame of its own; the host places it with "MOVEWIN".
+    setWindowFlags(Qt::FramelessWindowHint);
+    winId();
+    windowHandle()->setParent(hostWindow_);
+    embedded_ = true;
+    hostWatch_.start();
+}
+
+void frmEdit::watchHost() {
+    if (!embedded_ || x11WindowExists(ctx_.hostWindow)) return;
+    // The host's window is gone and took ours with it: there is nobody to hand anything to
+    // and no parent to give back.
+    embedded_ = false;
+    unload();
+}
+
+// ---- Transfer ----
+
+IesRecord& frmEdit::record() {
+    return ctx_.list(1);
+}
+
+WarningList& frmEdit::warnings() {
+    return warn_->list();
+}
+
+bool frmEdit::fillFromRecord() {
+    const bool ok = Fill(record(), state_, ctx_.prompter);
+    showState();
+    return ok;
+}
+
+void frmEdit::showState() {
+    const bool wasStartup = startupFlag_;
+    const bool wasBusy = busyFlag_;
+    startupFlag_ = true;
+    busyFlag_ = true;
+    setWindowTitle(QString::fromStdString(state_.caption));
+    labFile->setText(QString::fromStdString(state_.labFile));
+    showKeywords();
+    showLamp();
+    showAngles();
+    showCandela();
+    startupFlag_ = wasStartup;
+    busyFlag_ = wasBusy;
+}
+
+void frmEdit::collectState() {
+    state_.keyRtb = keywordText();
+    collectLamp();
+}
+
+bool frmEdit::validateForm(bool clearFirst) {
+    // A cell still being typed in belongs to the form as the user sees it.
+    if (QWidget* focus = QApplication::focusWidget()) {
+        for (QTableView* view : {lmpGridTiltMultiplier, phoGridVert, phoGridHorz, cdaGridCd}) {
+            if (view && view->isAncestorOf(focus) && focus != view) {
+                view->setFocus();
+                break;
+            }
+        }
+    }
+    if (clearFirst) warn_->Clear();
+    collectState();
+    if (Validate(state_, warnings())) return true;
+    warn_->showModally();
+    return false;
+}
+
+bool frmEdit::saveToRecord() {
+    return SaveData(state_, record(), ctx_.prompter);
+}
+
+bool frmEdit::writeSlot1() {
+    if (!ctx_.sendCommand) return true;
+    ExchangeSlots exchange(ctx_.store, ctx_.state.appName, ctx_.state.section, ctx_.list,
+                           ctx_.prompter);
+    if (exchange.WriteExchangeRecords(1, 1, 1) >= 1) return true;
+    if (!exchange.lastError().empty()) ctx_.prompter.tell(exchange.lastError());
+    return false;
+}
+
+void frmEdit::send(std::string_view verb, bool closing) {
+    const std::string command =
+        std::string(verb) + ctx_.state.toolTag + "," + ctx_.state.instanceId;
+    if (ctx_.sendCommand) {
+        ctx_.sendCommand(command);
+        return;
+    }
+    // Without a host nobody reads the command; a closing one ends the tool as the host's
+    // "CLOSE" would.
+    if (closing) unload();
+}
+
+std::string frmEdit::prepareHandBack(bool closing) {
+    using namespace editor_text;
+    IesRecord& r = record();
+    std::string_view verb;
+    bool announce = false;
+    if (!rdoCopy->isChecked()) {
+        r.Filename = ctx_.state.oldName;
+        verb = closing ? kSendUpdatedDataClose : kSendUpdatedData;
+    } else {
+        r.Filename = std::string(kCopyPrefix) + fileTitle(ctx_.state.oldName);
+        if (copyAnnounced()) {
+            verb = closing ? kSendUpdatedDataClose : kSendUpdatedData;
+        } else {
+            verb = closing ? kSendNewDataClose : kSendNewData;
+            announce = true;
+        }
+    }
+    if (!writeSlot1()) return {};
+    if (announce) copyAnnounced() = true;
+    return std::string(verb);
+}
+
+// ---- Buttons ----
+
+void frmEdit::cmdOk_Click() {
+    try {
+        if (!validateForm()) return;
+        if (!saveToRecord()) return;
+        const std::string verb = prepareHandBack(true);
+        if (verb.empty()) return;
+        send(verb, true);
+    } catch (...) {
+        const RuntimeFault fault = currentFault();
+        ctx_.prompter.tell(std::string(editor_text::kCouldNotSave) +
+                           std::to_string(fault.number()) + ": " + fault.description());
+    }
+}
+
+void frmEdit::cmdRefresh_Click() {
+    try {
+        warn_->Clear();
+        if (!validateForm(false)) return;
+        if (!saveToRecord()) return;
+        const std::string verb = prepareHandBack(false);
+        if (verb.empty()) return;
+        send(verb, false);
+        refreshed_ = true;
+    } catch (...) {
+        const RuntimeFault fault = currentFault();
+        ctx_.prompter.tell(std::string(editor_text::kCouldNotSave) +
+                           std::to_string(fault.number()) + ": " + fault.description());
+    }
+}
+
+void frmEdit::escapePressed() {
+    send(editor_text::kReturnClose, true);
+}
+
+void frmEdit::cmdCancel_Click() {
+    using namespace editor_text;
+    if (!refreshed_) {
+        send(kCloseRemove, false);
+        unload();
+        return;
+    }
+    const PromptAnswer answer = ctx_.prompter.ask(std::string(kCancelQuestion),
+                                                  std::string(kCancelTitle), PromptButtons::YesNo);
+    if (answer != PromptAnswer::Yes) return;
+    if (rdoCopy->isChecked()) {
+        send(kCloseRemove, false);
+        unload();
+        return;
+    }
+    loadingFlag_ = true;
+    Restore(backup_, record());
+    if (!ctx_.state.childMode) {
+        send(kCloseRemove, false);
+    } else if (writeSlot1()) {
+        send(kSendUpdatedDataCloseNoStar, false);
+    }
+    unload();
+}
+
+void frmEdit::cmdUndo_Click() {
+    using namespace editor_text;
+    const PromptAnswer answer = ctx_.prompter.ask(std::string(kUndoQuestion),
+                                                  std::string(kUndoTitle), PromptButtons::YesNo);
+    if (answer != PromptAnswer::Yes) return;
+    Restore(backup_, record());
+    fillFromRecord();
+    if (!ctx_.sendCommand) return;
+    send(writeSlot1() ? kSendUpdatedData : kReturnClose, false);
+}
+
+void frmEdit::cmdHelp_Click() {
+    static constexpr int kTopics[] = {kHelpTopicKeywords, kHelpTopicLamp, kHelpTopicAngles,
+                                      kHelpTopicCandela};
+    const int tab = SSTab1->currentIndex();
+    if (tab < 0 || tab > 3) return;
+    ctx_.help.openTopic(kTopics[tab]);
+}
+
+void frmEdit::cmdCopy_Click() {
+    QClipboard* clipboard = QGuiApplication::clipboard();
+    clipboard->clear();
+    clipboard->setText(QString::fromStdString(candelaCopyText()));
+}
+
+void frmEdit::cmdSettings_Click() {}
+
+void frmEdit::cmdPreview_Click() {}
+
+void frmEdit::cmdAbout_Click() {}
+
+// ---- Window events ----
+
+void frmEdit::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier) {
+        escapePressed();
+        return;
+    }
+    QDialog::keyPressEvent(event);
+}
+
+bool frmEdit::eventFilter(QObject* watched, QEvent* event) {
+    // Enter in a grid edits or commits the cell; it must not press OK and close the tool.
+    if (event->type() == QEvent::KeyPress) {
+        auto* key = static_cast<QKeyEvent*>(event);
+        auto* view = qobject_cast<QTableView*>(watched);
+        if (view && (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter)) {
+            // From a cell editor the key only commits it; on the grid itself it opens one.
+            const bool fromEditor = view->viewport()->isAncestorOf(QApplication::focusWidget());
+            if (!fromEditor && view->currentIndex().isValid()) view->edit(view->currentIndex());
+            return true;
+        }
+    }
+    return QDialog::eventFilter(watched, event);
+}
+
+void frmEdit::closeEvent(QCloseEvent* event) {
+    if (unloading_) {
+        event->accept();
+        return;
+    }
+    // The close box is Cancel, with its question; a No keeps the window.
+    cmdCancel_Click();
+    if (unloading_)
+        event->accept();
+    else
+        event->ignore();
+}
+
+void frmEdit::reject() {
+    // Escape and the close box have their own handling; QDialog's would only hide the form.
+}
+
+}  // namespace kandor

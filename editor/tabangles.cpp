@@ -1,0 +1,95 @@
+// The photometric angles tab: the vertical and horizontal angles of the measurement web.
+
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QScrollBar>
+#include <QTableView>
+#include <QVBoxLayout>
+
+#include "editor/frmedit.h"
+#include "editor/gridmodels.h"
+
+namespace kandor {
+
+namespace {
+
+QTableView* angleRow(const char* name, AngleRowModel* model) {
+    auto* view = new QTableView;
+    view->setObjectName(name);
+    view->setModel(model);
+    view->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
+    view->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    view->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    view->horizontalHeader()->setDefaultSectionSize(
+        view->fontMetrics().horizontalAdvance("-180.00") + 16);
+    view->horizontalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    view->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    const int row = view->fontMetrics().height() + 8;
+    view->verticalHeader()->setDefaultSectionSize(row);
+    // One row: header, the row and the scroll bar, nothing more.
+    view->setFixedHeight(view->horizontalHeader()->sizeHint().height() + row +
+                         view->horizontalScrollBar()->sizeHint().height() + 2 * view->frameWidth());
+    return view;
+}
+
+QLineEdit* countField(const char* name, const QString& tip) {
+    auto* edit = new QLineEdit;
+    edit->setObjectName(name);
+    edit->setReadOnly(true);
+    edit->setToolTip(tip);
+    edit->setAlignment(Qt::AlignRight);
+    edit->setMaximumWidth(80);
+    return edit;
+}
+
+}  // namespace
+
+QWidget* frmEdit::buildAnglesTab() {
+    auto* page = new QWidget;
+    Label4 = new QLabel;
+    Label4->setObjectName("Label4");
+    QFont bold = Label4->font();
+    bold.setBold(true);
+    Label4->setFont(bold);
+
+    phoTxtVert = countField("phoTxtVert", tr("Number of vertical angles"));
+    phoTxtHorz = countField("phoTxtHorz", tr("Number of horizontal angles"));
+    vertModel_ = new AngleRowModel(state_, true, this);
+    horzModel_ = new AngleRowModel(state_, false, this);
+    phoGridVert = angleRow("phoGridVert", vertModel_);
+    phoGridHorz = angleRow("phoGridHorz", horzModel_);
+
+    auto* vertBox = new QGroupBox(tr("Vertical angles (degrees)"));
+    auto* vertForm = new QFormLayout;
+    vertForm->addRow(tr("Count:"), phoTxtVert);
+    auto* vertLayout = new QVBoxLayout(vertBox);
+    vertLayout->addLayout(vertForm);
+    vertLayout->addWidget(phoGridVert);
+
+    auto* horzBox = new QGroupBox(tr("Horizontal angles (degrees)"));
+    auto* horzForm = new QFormLayout;
+    horzForm->addRow(tr("Count:"), phoTxtHorz);
+    auto* horzLayout = new QVBoxLayout(horzBox);
+    horzLayout->addLayout(horzForm);
+    horzLayout->addWidget(phoGridHorz);
+
+    auto* layout = new QVBoxLayout(page);
+    layout->addWidget(Label4);
+    layout->addWidget(vertBox);
+    layout->addWidget(horzBox);
+    layout->addStretch(1);
+    return page;
+}
+
+void frmEdit::showAngles() {
+    Label4->setText(QString::fromStdString(state_.label4));
+    phoTxtVert->setText(QString::number(state_.numVert));
+    phoTxtHorz->setText(QString::number(state_.numHorz));
+    vertModel_->reload();
+    horzModel_->reload();
+}
+
+}  // namespace kandor
