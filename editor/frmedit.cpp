@@ -4,6 +4,7 @@
 #include <QAbstractItemView>
 #include <QApplication>
 #include <QClipboard>
+#include <QComboBox>
 #include <QCloseEvent>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -25,8 +26,12 @@
 #include <xcb/xcb.h>
 
 #include "core/runtimefault.h"
+#include "dialogs/dlgpreview.h"
+#include "dialogs/dlgsettings.h"
 #include "dialogs/dlgwarn.h"
+#include "dialogs/frmabout.h"
 #include "editor/gridmodels.h"
+#include "editor/keywordedit.h"
 #include "host/exchange.h"
 
 namespace kandor {
@@ -195,6 +200,7 @@ QWidget* frmEdit::buildButtonRow() {
 void frmEdit::loadForm() {
     if (loaded_) return;
     loaded_ = true;
+    loadDialogs();
     embedInHost();
     loadingFlag_ = false;
     startupFlag_ = false;
@@ -221,6 +227,12 @@ void frmEdit::applySettings(const UserSettings& settings) {
     if (settings.changingLamp == kChangesCandelaValues) index = 1;
     if (settings.changingLamp == kChangesNothing) index = 2;
     if (index >= 0) changingLamp_ = index;
+    // The settings dialog's controls are the settings; its hooks set the lamp tab's hint and
+    // the editor's own Work On buttons.
+    if (settings_) {
+        settings_->apply(settings.changingLamp, settings.workOn);
+        return;
+    }
     showLampHint(index);
     if (settings.workOn == kWorkOnOriginal) rdoOriginal->setChecked(true);
     if (settings.workOn == kWorkOnCopy) rdoCopy->setChecked(true);
@@ -233,7 +245,7 @@ void frmEdit::showForm() {
 }
 
 int frmEdit::changingLampIndex() const {
-    return changingLamp_;
+    return settings_ ? settings_->cmbCandela->currentIndex() : changingLamp_;
 }
 
 void frmEdit::showLampHint(int index) {
@@ -505,11 +517,41 @@ void frmEdit::cmdCopy_Click() {
     clipboard->setText(QString::fromStdString(candelaCopyText()));
 }
 
-void frmEdit::cmdSettings_Click() {}
+void frmEdit::loadDialogs() {
+    if (!preview_) {
+        preview_ = new dlgPreview(ctx_.prompter,
+                                  PreviewHooks{[this] { return validateForm(); },
+                                               [this] { return saveToRecord(); },
+                                               [this]() -> IesRecord& { return record(); },
+                                               [this] { fillFromRecord(); }},
+                                  this);
+    }
+    if (!settings_) {
+        SettingsHooks hooks;
+        hooks.lampHint = [this](int index) { showLampHint(index); };
+        hooks.workOnShown = [this](bool original) {
+            (original ? rdoOriginal : rdoCopy)->setChecked(true);
+        };
+        hooks.help = [this] { ctx_.help.openTopic(kHelpTopicSettings); };
+        settings_ = new dlgSettings(ctx_.store, ctx_.prompter, std::move(hooks), this);
+    }
+    if (!about_) about_ = new frmAbout(this);
+}
 
-void frmEdit::cmdPreview_Click() {}
+void frmEdit::cmdSettings_Click() {
+    loadDialogs();
+    settings_->showSettings();
+}
 
-void frmEdit::cmdAbout_Click() {}
+void frmEdit::cmdPreview_Click() {
+    loadDialogs();
+    preview_->showPreview();
+}
+
+void frmEdit::cmdAbout_Click() {
+    loadDialogs();
+    about_->exec();
+}
 
 // ---- Window events ----
 

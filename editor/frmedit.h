@@ -177,6 +177,8 @@ class frmEdit final : public QDialog, public EditorForm {
     std::string keywordText() const;  // keyRtb as CRLF text
     void keyCmdLoad_Click();
     void keyCmdSave_Click();
+    // Creates the preview, settings and About dialogs (once), wired to this form.
+    void loadDialogs();
 
     // ---- Lamp tab (tablamp.cpp) ----
     void showLamp();
@@ -258,12 +260,13 @@ class frmEdit final : public QDialog, public EditorForm {
     QPushButton* cmdAbout = nullptr;
 
     // Keywords tab
-    QTextEdit* keyRtb = nullptr;
+    KeywordTextEdit* keyRtb = nullptr;
     QTextEdit* keyLegend = nullptr;
-    QListWidget* keyLstPos = nullptr;
+    KeywordPicker* keyLstPos = nullptr;
     QLabel* Label5 = nullptr;
     QPushButton* keyCmdLoad = nullptr;
     QPushButton* keyCmdSave = nullptr;
+    bool keyLatin1_ = false;  // keyRtb shows Latin-1 lines, and gives them back so
 
     // Lamp tab
     QComboBox* lmpCmbVersion = nullptr;
