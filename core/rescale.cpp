@@ -85,11 +85,11 @@ LampChange lampChanged(const IesRecord& record, const LampTexts& texts, bool mul
         const double factor = *out.factor;
 
         switch (changingLamp) {
-            case kChangesCandelaMultiplier:
+            case kLampScalesMultiplier:
                 out.step = t::kStepChangeMult;
                 out.multiplierText = formatPattern(d.multiplier * factor, t::kMultiplierPattern);
                 break;
-            case kChangesCandelaValues: {
+            case kLampScalesValues: {
                 out.step = t::kStepChangeCda;
                 // The display holds every type but C highest angle first, as the form fills it;
                 // reading the record the same way keeps a rescaled Type A table the right way up.

@@ -16,9 +16,9 @@ namespace kandor {
 
 // The "ChangingLamp" choice: the list index of the settings dialog's combo.
 enum ChangingLamp : int {
-    kChangesCandelaMultiplier = 0,
-    kChangesCandelaValues = 1,
-    kChangesNothing = 2,
+    kLampScalesMultiplier = 0,
+    kLampScalesValues = 1,
+    kLampChangesNothing = 2,
 };
 
 namespace rescale_text {

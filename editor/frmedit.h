@@ -190,9 +190,14 @@ class frmEdit final : public QDialog, public EditorForm {
     void msbLampChanged(bool multiplierEdited);
     void tltChkTilt_Click();
     void lmpTxtNumAngles_Change();
+    // The tilt grid's unbound write; false (after its message) when the text is no number.
+    bool lmpGridTiltMultiplier_Write(int row, int column, const QString& text);
 
     // ---- Photometric tab (tabangles.cpp) ----
     void showAngles();
+    // The angle grids' unbound writes: false (after the grid's message) when refused.
+    bool phoGridVert_Write(int column, const QString& text);
+    bool phoGridHorz_Write(int column, const QString& text);
 
     // ---- Candela tab (tabcandela.cpp) ----
     void showCandela();
@@ -203,6 +208,10 @@ class frmEdit final : public QDialog, public EditorForm {
     bool pasteCandela(std::string_view text);
     // Refreshes the candela grid after the display array changed as a whole.
     void refreshCandela();
+    // The candela grid's unbound write of a typed value; false (after its message) if refused.
+    bool cdaGridCd_Write(int row, int column, const QString& text);
+    // Pastes the whole table from the clipboard (copying is the button row's cmdCopy).
+    void cdaCmdPaste_Click();
 
   protected:
     void keyPressEvent(QKeyEvent* event) override;
@@ -290,7 +299,7 @@ class frmEdit final : public QDialog, public EditorForm {
     QLineEdit* txtWidth = nullptr;
     QLineEdit* txtLength = nullptr;
     QLineEdit* txtHeight = nullptr;
-    QWidget* lmpPicHousing = nullptr;
+    ShapeSketch* lmpPicHousing = nullptr;
     QCheckBox* tltChkTilt = nullptr;
     QLabel* lmpLabTltLampToLum = nullptr;
     QComboBox* lmpCmbLampToLuminare = nullptr;
@@ -298,6 +307,7 @@ class frmEdit final : public QDialog, public EditorForm {
     QLineEdit* lmpTxtNumAngles = nullptr;
     QTableView* lmpGridTiltMultiplier = nullptr;
     TiltModel* tiltModel_ = nullptr;
+    bool lampRedrewPlot_ = false;  // the lamp-change routine has redrawn the plot already
 
     // Photometric tab
     QLabel* Label4 = nullptr;
@@ -311,7 +321,9 @@ class frmEdit final : public QDialog, public EditorForm {
     // Candela tab
     QTableView* cdaGridCd = nullptr;
     CandelaModel* candelaModel_ = nullptr;
-    QWidget* picCda = nullptr;
+    plotCD* picCda = nullptr;
+    QPushButton* cdaCmdPaste = nullptr;
+    QLabel* cdaLabChanged = nullptr;  // the legend of the shading of changed cells
 
     // Dialogs, loaded with the form
     dlgWarn* warn_ = nullptr;

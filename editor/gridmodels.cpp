@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include <QFont>
+
+#include "core/gridedit.h"
 #include "core/numforms.h"
 
 namespace kandor {
@@ -93,14 +96,19 @@ int CandelaModel::columnCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : cols_;
 }
 
+QColor changedCellShade() {
+    return {255, 226, 150};
+}
+
 bool CandelaModel::changedAgainstRecord(int h, int v) const {
-    if (!reference_) return false;
-    const IesRecord& r = *reference_;
+    const IesRecord* record = reference_ ? reference_() : nullptr;
+    if (!record) return false;
+    const IesRecord& r = *record;
     const int numVert = r.OtherData.numVertAngles;
     if (h > r.Candela.rows() || numVert != state_.candela.cols() || v > r.Candela.cols())
         return false;
     const int rv = r.OtherData.photometricType != 1 ? numVert - v + 1 : v;
-    return r.Candela(h, rv) != state_.candela(h, v);
+    return candelaDiffers(state_.candela(h, v), r.Candela(h, rv));
 }
 
 QVariant CandelaModel::data(const QModelIndex& index, int role) const {
@@ -112,9 +120,20 @@ QVariant CandelaModel::data(const QModelIndex& index, int role) const {
         case Qt::DisplayRole:
         case Qt::EditRole:
             if (c == 0) return angleText(state_.vertAngles(r + 1));
-            return qs(formatPattern(state_.candela(c, r + 1), "#0.00"));
+            return qs(formatPattern(state_.candela(c, r + 1), grid_text::kCandelaCellPattern));
         case Qt::TextAlignmentRole:
             return int(Qt::AlignRight | Qt::AlignVCenter);
+        case Qt::BackgroundRole:
+            if (c > 0 && changedAgainstRecord(c, r + 1)) return changedCellShade();
+            return {};
+        case Qt::FontRole:
+            // The current maximum stands out, so that the peak is found in a large table.
+            if (c > 0 && state_.maxCandela > 0 && state_.candela(c, r + 1) == state_.maxCandela) {
+                QFont bold;
+                bold.setBold(true);
+                return bold;
+            }
+            return {};
         default:
             return {};
     }

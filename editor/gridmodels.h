@@ -7,6 +7,7 @@
 #include <functional>
 
 #include <QAbstractTableModel>
+#include <QColor>
 
 #include "core/editorstate.h"
 
@@ -15,6 +16,9 @@ namespace kandor {
 // A cell edit as the grid hands it on: the model index and the text the user typed. The hook
 // returns true when the value was taken.
 using CellWriteHook = std::function<bool(const QModelIndex& index, const QString& text)>;
+
+// The background of a candela cell whose value differs from the record's.
+QColor changedCellShade();
 
 // phoGridVert and phoGridHorz: one row, one column per angle.
 class AngleRowModel final : public QAbstractTableModel {
@@ -60,8 +64,11 @@ class CandelaModel final : public QAbstractTableModel {
     bool setData(const QModelIndex& index, const QVariant& value, int role) override;
 
     void setWriteHook(CellWriteHook hook) { write_ = std::move(hook); }
-    // The record the shading compares against; null for no shading.
-    void setReference(const IesRecord* record) { reference_ = record; }
+    // The record the shading compares against, asked for each time (it may be replaced
+    // while the form is open); null for no shading.
+    void setReference(std::function<const IesRecord*()> reference) {
+        reference_ = std::move(reference);
+    }
     void reload();
     void horizontalAngleChanged(int h);
     void verticalAngleChanged(int v);
@@ -71,7 +78,7 @@ class CandelaModel final : public QAbstractTableModel {
   private:
     bool changedAgainstRecord(int h, int v) const;
     const EditorState& state_;
-    const IesRecord* reference_ = nullptr;
+    std::function<const IesRecord*()> reference_;
     int rows_ = 0;
     int cols_ = 0;
     CellWriteHook write_;

@@ -9,6 +9,7 @@
 #include <QTableView>
 #include <QVBoxLayout>
 
+#include "core/gridedit.h"
 #include "editor/frmedit.h"
 #include "editor/gridmodels.h"
 
@@ -81,6 +82,13 @@ QWidget* frmEdit::buildAnglesTab() {
     layout->addWidget(vertBox);
     layout->addWidget(horzBox);
     layout->addStretch(1);
+
+    vertModel_->setWriteHook([this](const QModelIndex& index, const QString& text) {
+        return phoGridVert_Write(index.column(), text);
+    });
+    horzModel_->setWriteHook([this](const QModelIndex& index, const QString& text) {
+        return phoGridHorz_Write(index.column(), text);
+    });
     return page;
 }
 
@@ -90,6 +98,50 @@ void frmEdit::showAngles() {
     phoTxtHorz->setText(QString::number(state_.numHorz));
     vertModel_->reload();
     horzModel_->reload();
+}
+
+namespace {
+
+// The record's element that a grid column shows: the editor holds every type but C with the
+// vertical angles highest first, so an edit reaches the record at the mirrored index.
+int recordVertIndex(const IesRecord& record, int shown) {
+    const int n = record.VertAngles.ubound();
+    return record.OtherData.photometricType != 1 ? n - shown + 1 : shown;
+}
+
+}  // namespace
+
+bool frmEdit::phoGridVert_Write(int column, const QString& text) {
+    const int i = column + 1;
+    if (!state_.dataShown || i < 1 || i > state_.vertAngles.ubound()) return false;
+    const CellEntry entry = vertAngleEntry(text.toStdString());
+    if (!entry.value) {
+        ctx_.prompter.tell(std::string(entry.message), std::string(entry.title));
+        return false;
+    }
+    state_.vertAngles(i) = *entry.value;
+    IesRecord& r = record();
+    if (const int ri = recordVertIndex(r, i); ri >= 1 && ri <= r.VertAngles.ubound())
+        r.VertAngles(ri) = *entry.value;
+    candelaModel_->verticalAngleChanged(i);
+    redrawPlot();
+    return true;
+}
+
+bool frmEdit::phoGridHorz_Write(int column, const QString& text) {
+    const int i = column + 1;
+    if (!state_.dataShown || i < 1 || i > state_.horAngles.ubound()) return false;
+    const CellEntry entry = horzAngleEntry(text.toStdString());
+    if (!entry.value) {
+        ctx_.prompter.tell(std::string(entry.message), std::string(entry.title));
+        return false;
+    }
+    state_.horAngles(i) = *entry.value;
+    IesRecord& r = record();
+    if (i <= r.HorAngles.ubound()) r.HorAngles(i) = *entry.value;
+    candelaModel_->horizontalAngleChanged(i);
+    redrawPlot();
+    return true;
 }
 
 }  // namespace kandor

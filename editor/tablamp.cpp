@@ -4,6 +4,7 @@
 #include <QButtonGroup>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QEvent>
 #include <QFormLayout>
 #include <QFrame>
 #include <QGridLayout>
@@ -14,12 +15,16 @@
 #include <QLineEdit>
 #include <QRadioButton>
 #include <QTableView>
+#include <QTimer>
 #include <QVBoxLayout>
 
+#include "core/gridedit.h"
 #include "core/numforms.h"
+#include "core/rescale.h"
 #include "core/shapes.h"
 #include "editor/frmedit.h"
 #include "editor/gridmodels.h"
+#include "editor/shapesketch.h"
 
 namespace kandor {
 
@@ -37,6 +42,27 @@ QLineEdit* numberField(const char* name, const QString& tip) {
     edit->setMaximumWidth(160);
     return edit;
 }
+
+// The lamp and dimension fields select their whole text on receiving the focus, so that a
+// typed number replaces the old one. A click that gave the focus would place the cursor after
+// the selection was made, so it is made once more when the click is done.
+class SelectAllOnFocus final : public QObject {
+  public:
+    using QObject::QObject;
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::FocusIn) {
+            if (auto* edit = qobject_cast<QLineEdit*>(watched)) {
+                edit->selectAll();
+                QTimer::singleShot(0, edit, [edit] {
+                    if (edit->hasFocus()) edit->selectAll();
+                });
+            }
+        }
+        return QObject::eventFilter(watched, event);
+    }
+};
 
 QFrame* hintLine(const char* name, QFrame::Shape shape) {
     auto* line = new QFrame;
@@ -76,7 +102,9 @@ QWidget* frmEdit::buildLampTab() {
     Label11->setStyleSheet(QStringLiteral("color: #2a6fb0;"));
     labCandelaChange = new QLabel(tr("Candela Values Tab Will Reflect Changes"));
     labCandelaChange->setObjectName("labCandelaChange");
-    labCandelaChange->setStyleSheet(QStringLiteral("color: #2a6fb0;"));
+    // The same shade as the changed cells of the candela tab, which it announces.
+    labCandelaChange->setStyleSheet(QStringLiteral("color: #1d4f80; background: %1; padding: 2px;")
+                                        .arg(changedCellShade().name()));
     labCandelaChange->setWordWrap(true);
     labCandelaChange->hide();
 
@@ -93,9 +121,9 @@ QWidget* frmEdit::buildLampTab() {
     addRow(tr("LM-63 re&vision:"), lmpCmbVersion);
     addRow(tr("&Number of lamps:"), txtNumLamps);
     const int lumensRow = row;
-    addRow(tr("Lumens per lam&p:"), txtLumPerLamp, tr("lm"));
+    addRow(tr("Lu&mens per lamp:"), txtLumPerLamp, tr("lm"));
     const int multiplierRow = row;
-    addRow(tr("Candela &multiplier:"), txtMultiplier);
+    addRow(tr("Candela mult&iplier:"), txtMultiplier);
     addRow(tr("&Ballast factor:"), txtBallast);
     addRow(tr("Input &watts:"), txtWatt, tr("W"));
     // The hint: a bracket from lumens to multiplier saying which one a lamp edit changes.
@@ -124,7 +152,7 @@ QWidget* frmEdit::buildLampTab() {
             [this](int index) { showShape(index, true); });
     rdoFeet = new QRadioButton(tr("&Feet"));
     rdoFeet->setObjectName("rdoFeet");
-    rdoMeters = new QRadioButton(tr("M&eters"));
+    rdoMeters = new QRadioButton(tr("Me&ters"));
     rdoMeters->setObjectName("rdoMeters");
     auto* units = new QButtonGroup(page);
     units->addButton(rdoFeet);
@@ -142,16 +170,18 @@ QWidget* frmEdit::buildLampTab() {
     lmpLabWidth->setBuddy(txtWidth);
     lmpLabLength->setBuddy(txtLength);
     lmpLabHeight->setBuddy(txtHeight);
-    lmpPicHousing = new QWidget;
+    lmpPicHousing = new ShapeSketch;
     lmpPicHousing->setObjectName("lmpPicHousing");
     lmpPicHousing->setMinimumSize(180, 150);
+    lmpPicHousing->setToolTip(
+        tr("The luminous opening: L along the 0-180 plane, W along the 90-270 plane, H up"));
 
     auto* unitsRow = new QHBoxLayout;
     unitsRow->addWidget(rdoFeet);
     unitsRow->addWidget(rdoMeters);
     unitsRow->addStretch();
     auto* shapeGrid = new QGridLayout(shapeBox);
-    auto* shapeLabel = new QLabel(tr("S&hape:"));
+    auto* shapeLabel = new QLabel(tr("Shap&e:"));
     shapeLabel->setBuddy(lmpCmbShape);
     shapeGrid->addWidget(shapeLabel, 0, 0);
     shapeGrid->addWidget(lmpCmbShape, 0, 1, 1, 2);
@@ -169,7 +199,7 @@ QWidget* frmEdit::buildLampTab() {
 
     // Tilt
     auto* tiltBox = new QGroupBox(tr("Tilt"));
-    tltChkTilt = new QCheckBox(tr("&Tilt table included (TILT=INCLUDE)"));
+    tltChkTilt = new QCheckBox(tr("Tilt table inclu&ded (TILT=INCLUDE)"));
     tltChkTilt->setObjectName("tltChkTilt");
     lmpLabTltLampToLum = new QLabel(tr("Lamp-to-luminaire &geometry:"));
     lmpLabTltLampToLum->setObjectName("lmpLabTltLampToLum");
@@ -178,7 +208,7 @@ QWidget* frmEdit::buildLampTab() {
     for (std::string_view name : kLampToLuminaireNames)
         lmpCmbLampToLuminare->addItem(qs(name));
     lmpLabTltLampToLum->setBuddy(lmpCmbLampToLuminare);
-    lmpLabNumTiltAngles = new QLabel(tr("Number of tilt an&gles:"));
+    lmpLabNumTiltAngles = new QLabel(tr("Number of tilt angles:"));
     lmpLabNumTiltAngles->setObjectName("lmpLabNumTiltAngles");
     lmpTxtNumAngles = numberField("lmpTxtNumAngles", tr("Number of tilt angle/factor pairs"));
     lmpLabNumTiltAngles->setBuddy(lmpTxtNumAngles);
@@ -206,6 +236,24 @@ QWidget* frmEdit::buildLampTab() {
     layout->setColumnStretch(0, 1);
     layout->setColumnStretch(1, 1);
     layout->setRowStretch(1, 1);
+
+    auto* selectAll = new SelectAllOnFocus(page);
+    for (QLineEdit* edit : {txtNumLamps, txtLumPerLamp, txtMultiplier, txtWatt, txtBallast,
+                            txtWidth, txtLength, txtHeight})
+        edit->installEventFilter(selectAll);
+    connect(txtNumLamps, &QLineEdit::textChanged, this, [this] { txtNumLamps_Change(); });
+    connect(txtLumPerLamp, &QLineEdit::textChanged, this, [this] { txtLumPerLamp_Change(); });
+    connect(txtMultiplier, &QLineEdit::textChanged, this, [this] {
+        lampRedrewPlot_ = false;
+        txtMultiplier_Change();
+        // The plot shows the values times the multiplier shown, whatever the setting did.
+        if (!lampRedrewPlot_) redrawPlot();
+    });
+    connect(tltChkTilt, &QCheckBox::toggled, this, [this] { tltChkTilt_Click(); });
+    connect(lmpTxtNumAngles, &QLineEdit::textChanged, this, [this] { lmpTxtNumAngles_Change(); });
+    tiltModel_->setWriteHook([this](const QModelIndex& index, const QString& text) {
+        return lmpGridTiltMultiplier_Write(index.row(), index.column(), text);
+    });
     return page;
 }
 
@@ -253,25 +301,102 @@ void frmEdit::showShape(int shapeIndex, bool fromUser) {
     const int revision = fromUser ? lmpCmbVersion->currentIndex() : state_.revision;
     const LuminousShapeView view =
         luminousShapeView(static_cast<std::int16_t>(shapeIndex), revision);
+    // A 2002-only shape under an older revision: the fields behave as for "Point" while the
+    // combo keeps showing what the user chose.
     if (fromUser && !view.message.empty()) ctx_.prompter.tell(std::string(view.message));
-    if (view.shapeIndex != shapeIndex) lmpCmbShape->setCurrentIndex(view.shapeIndex);
-    if (!view.fields) return;
-    auto apply = [](QLabel* label, QLineEdit* edit, const DimensionFieldView& field) {
-        label->setText(qs(field.caption));
-        edit->setEnabled(field.enabled);
-        label->setEnabled(field.enabled);
-        if (!field.enabled) edit->setText(qs(kDisabledFieldText));
-    };
-    apply(lmpLabWidth, txtWidth, view.fields->width);
-    apply(lmpLabLength, txtLength, view.fields->length);
-    apply(lmpLabHeight, txtHeight, view.fields->height);
+    if (view.fields) {
+        auto apply = [](QLabel* label, QLineEdit* edit, const DimensionFieldView& field) {
+            label->setText(qs(field.caption));
+            edit->setEnabled(field.enabled);
+            label->setEnabled(field.enabled);
+            if (!field.enabled) edit->setText(qs(kDisabledFieldText));
+        };
+        apply(lmpLabWidth, txtWidth, view.fields->width);
+        apply(lmpLabLength, txtLength, view.fields->length);
+        apply(lmpLabHeight, txtHeight, view.fields->height);
+    }
+    lmpPicHousing->setPrimitives(view.sketch);
 }
 
-void frmEdit::txtNumLamps_Change() {}
-void frmEdit::txtLumPerLamp_Change() {}
-void frmEdit::txtMultiplier_Change() {}
-void frmEdit::msbLampChanged(bool) {}
-void frmEdit::tltChkTilt_Click() {}
-void frmEdit::lmpTxtNumAngles_Change() {}
+void frmEdit::txtNumLamps_Change() {
+    // Only a whole number goes on; an empty or non-numeric text is left for the save-time
+    // check to report, and so is a count beyond the 16-bit range.
+    if (!wholeLampCount(txtNumLamps->text().toStdString())) return;
+    msbLampChanged(false);
+}
+
+void frmEdit::txtLumPerLamp_Change() {
+    if (startupFlag_ || !isNumeric(txtLumPerLamp->text().toStdString())) return;
+    msbLampChanged(false);
+}
+
+void frmEdit::txtMultiplier_Change() {
+    if (changingLampIndex() == kLampScalesMultiplier || startupFlag_) return;
+    msbLampChanged(true);
+}
+
+void frmEdit::msbLampChanged(bool multiplierEdited) {
+    if (busyFlag_) return;
+    const std::string numLamps = txtNumLamps->text().toStdString();
+    const std::string lumPerLamp = txtLumPerLamp->text().toStdString();
+    const std::string multiplier = txtMultiplier->text().toStdString();
+    const LampChange change = lampChanged(record(), {numLamps, lumPerLamp, multiplier},
+                                          multiplierEdited, changingLampIndex(), state_.candela);
+
+    if (!change.multiplierText.empty()) {
+        // The program writes the multiplier: its own change handler must not rescale again.
+        const bool wasBusy = busyFlag_;
+        busyFlag_ = true;
+        txtMultiplier->setText(QString::fromStdString(change.multiplierText));
+        state_.txtMultiplier = change.multiplierText;
+        busyFlag_ = wasBusy;
+    }
+    if (change.candelaChanged) {
+        // After a fault part way the written cells stay; the maximum is then what they hold.
+        state_.maxCandela =
+            change.faultMessage.empty() ? change.maxCandela : maxCandelaOf(state_.candela);
+        refreshCandela();
+        if (change.faultMessage.empty()) {
+            lampRedrewPlot_ = true;
+            if (!redrawPlot()) return;
+        }
+    }
+    if (!change.faultMessage.empty()) ctx_.prompter.tell(change.faultMessage);
+}
+
+void frmEdit::tltChkTilt_Click() {
+    const bool tilt = tltChkTilt->isChecked();
+    lmpCmbLampToLuminare->setEnabled(tilt);
+    lmpTxtNumAngles->setEnabled(tilt);
+    lmpGridTiltMultiplier->setEnabled(tilt);
+    state_.tltChkTilt = tilt ? 1 : 0;
+    if (!ctx_.list.empty()) record().TiltIncl = tilt;
+}
+
+void frmEdit::lmpTxtNumAngles_Change() {
+    // Filling the form writes the count after the tilt pairs are in place; only the user's
+    // count starts a new, empty table.
+    if (startupFlag_ || busyFlag_) return;
+    const std::string text = lmpTxtNumAngles->text().toStdString();
+    if (text.empty() || !isNumeric(text)) return;
+    const std::optional<std::int16_t> count = wholeLampCount(text);
+    if (!count || readLenient(text) <= 0) return;
+    state_.lmpTxtNumAngles = text;
+    state_.tiltAngles.redim(*count);
+    state_.tiltFactors.redim(*count);
+    tiltModel_->reload();
+}
+
+bool frmEdit::lmpGridTiltMultiplier_Write(int row, int column, const QString& text) {
+    const int i = row + 1;
+    if (i < 1 || i > state_.tiltAngles.ubound() || i > state_.tiltFactors.ubound()) return false;
+    const CellEntry entry = horzAngleEntry(text.toStdString());
+    if (!entry.value) {
+        ctx_.prompter.tell(std::string(entry.message), std::string(entry.title));
+        return false;
+    }
+    (column == 0 ? state_.tiltAngles : state_.tiltFactors)(i) = *entry.value;
+    return true;
+}
 
 }  // namespace kandor

@@ -56,7 +56,7 @@ TEST(LampChange, MultiplierFollowsTheLampsAlwaysFromTheRecord) {
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.texts.numLamps) + " x " + std::string(c.texts.lumPerLamp));
         const LampChange out =
-            lampChanged(r, c.texts, c.multiplierEdited, kChangesCandelaMultiplier, d);
+            lampChanged(r, c.texts, c.multiplierEdited, kLampScalesMultiplier, d);
         EXPECT_EQ(out.multiplierText, c.multiplier);
         EXPECT_EQ(out.step, t::kStepChangeMult);
         EXPECT_FALSE(out.candelaChanged);
@@ -70,8 +70,8 @@ TEST(LampChange, ValuesKeepTheAbsoluteIntensity) {
     r.OtherData.multiplier = 2;
     OneBased2D<double> d = displayOf(r);
     // Typing 3 first and then 4 ends where typing 4 at once does: nothing accumulates.
-    lampChanged(r, {"2", "1000", "3"}, true, kChangesCandelaValues, d);
-    const LampChange out = lampChanged(r, {"2", "1000", "4"}, true, kChangesCandelaValues, d);
+    lampChanged(r, {"2", "1000", "3"}, true, kLampScalesValues, d);
+    const LampChange out = lampChanged(r, {"2", "1000", "4"}, true, kLampScalesValues, d);
     ASSERT_TRUE(out.factor);
     EXPECT_DOUBLE_EQ(*out.factor, 0.5);
     EXPECT_TRUE(out.candelaChanged);
@@ -83,11 +83,11 @@ TEST(LampChange, ValuesKeepTheAbsoluteIntensity) {
 
     // A lamp edit scales the values by the change in lamp lumens.
     d = displayOf(r);
-    lampChanged(r, {"3", "1000", "2"}, false, kChangesCandelaValues, d);
+    lampChanged(r, {"3", "1000", "2"}, false, kLampScalesValues, d);
     EXPECT_EQ(d(1, 1), 165.0);
     // Three decimals at most, as "#0.00#" shows them; halves away from zero.
     d = displayOf(r);
-    lampChanged(r, {"2", "1000", "6"}, true, kChangesCandelaValues, d);
+    lampChanged(r, {"2", "1000", "6"}, true, kLampScalesValues, d);
     EXPECT_EQ(d(1, 1), 36.667);
     EXPECT_EQ(d(1, 2), 40.0);
 }
@@ -96,7 +96,7 @@ TEST(LampChange, TypeBIsReadWithTheVerticalOrderReversed) {
     for (std::int16_t type : {2, 3}) {
         IesRecord r = smallRecord(type);
         OneBased2D<double> d = displayOf(r);
-        lampChanged(r, {"4", "1000", "1"}, false, kChangesCandelaValues, d);
+        lampChanged(r, {"4", "1000", "1"}, false, kLampScalesValues, d);
         // Display row 1 is the record's last vertical angle.
         EXPECT_EQ(d(1, 1), 2 * r.Candela(1, 3)) << "type " << type;
         EXPECT_EQ(d(2, 3), 2 * r.Candela(2, 1)) << "type " << type;
@@ -118,49 +118,44 @@ TEST(LampChange, NothingChangesWithoutAFactorOrAChoice) {
          smallRecord(),
          {"4", "1000", ""},
          false,
-         kChangesCandelaValues,
+         kLampScalesValues,
          t::kStepStart},
         {"multiplier not numeric",
          smallRecord(),
          {"2", "1000", "x"},
          true,
-         kChangesCandelaValues,
+         kLampScalesValues,
          t::kStepIsMult},
         {"multiplier 0",
          smallRecord(),
          {"2", "1000", "0"},
          true,
-         kChangesCandelaValues,
+         kLampScalesValues,
          t::kStepIsMult},
         {"multiplier negative",
          smallRecord(),
          {"2", "1000", "-3"},
          true,
-         kChangesCandelaMultiplier,
+         kLampScalesMultiplier,
          t::kStepIsMult},
         {"lamps not numeric",
          smallRecord(),
          {"abc", "1000", "1"},
          false,
-         kChangesCandelaValues,
+         kLampScalesValues,
          t::kStepNotMult},
-        {"lumens empty",
-         smallRecord(),
-         {"2", "", "1"},
-         false,
-         kChangesCandelaValues,
-         t::kStepNotMult},
+        {"lumens empty", smallRecord(), {"2", "", "1"}, false, kLampScalesValues, t::kStepNotMult},
         {"absolute photometry",
          absolute,
          {"4", "1000", "1"},
          false,
-         kChangesCandelaMultiplier,
+         kLampScalesMultiplier,
          t::kStepBuiltMult},
         {"changes nothing",
          smallRecord(),
          {"4", "1000", "1"},
          false,
-         kChangesNothing,
+         kLampChangesNothing,
          t::kStepBuiltMult},
         {"no selection", smallRecord(), {"2", "1000", "5"}, true, -1, t::kStepIsMult},
     };
@@ -181,19 +176,19 @@ TEST(LampChange, AFaultNamesTheStepAndKeepsWhatWasWritten) {
     IesRecord noLamps = smallRecord();
     noLamps.OtherData.numLamps = 0;
     OneBased2D<double> d = displayOf(noLamps);
-    LampChange out = lampChanged(noLamps, {"2", "1000", "1"}, false, kChangesCandelaValues, d);
+    LampChange out = lampChanged(noLamps, {"2", "1000", "1"}, false, kLampScalesValues, d);
     EXPECT_EQ(out.faultMessage,
               "Ran out of fingers and toes to count on at not mult : 11Division "
               "by zero");
 
-    out = lampChanged(smallRecord(), {"2", "1e999", "1"}, false, kChangesCandelaMultiplier, d);
+    out = lampChanged(smallRecord(), {"2", "1e999", "1"}, false, kLampScalesMultiplier, d);
     EXPECT_EQ(out.faultMessage, "Ran out of fingers and toes to count on at not mult : 6Overflow");
 
     // The second plane overflows: the first stays rescaled.
     IesRecord huge = smallRecord();
     huge.Candela(2, 1) = 1e300;
     d = displayOf(huge);
-    out = lampChanged(huge, {"2", "1000", "1e-300"}, true, kChangesCandelaValues, d);
+    out = lampChanged(huge, {"2", "1000", "1e-300"}, true, kLampScalesValues, d);
     EXPECT_EQ(out.faultMessage,
               "Ran out of fingers and toes to count on at change cda : 6Overflow");
     EXPECT_TRUE(out.candelaChanged);
@@ -201,7 +196,7 @@ TEST(LampChange, AFaultNamesTheStepAndKeepsWhatWasWritten) {
 
     // A display that no longer matches the record's table.
     OneBased2D<double> wider(3, 3);
-    out = lampChanged(smallRecord(), {"4", "1000", "1"}, false, kChangesCandelaValues, wider);
+    out = lampChanged(smallRecord(), {"4", "1000", "1"}, false, kLampScalesValues, wider);
     EXPECT_EQ(out.faultMessage,
               "Ran out of fingers and toes to count on at change cda : 9Subscript out of range");
 }
