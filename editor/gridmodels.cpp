@@ -44,8 +44,11 @@ QVariant AngleRowModel::data(const QModelIndex& index, int role) const {
     if (!index.isValid() || index.row() != 0) return {};
     if (role == Qt::TextAlignmentRole) return int(Qt::AlignRight | Qt::AlignVCenter);
     if (role != Qt::DisplayRole && role != Qt::EditRole) return {};
+    return unboundRead(index.column());
+}
+
+QVariant AngleRowModel::unboundRead(int c) const {
     if (!state_.dataShown) return {};
-    const int c = index.column();
     if (c >= 0 && c < count()) {
         return angleText(vertical_ ? state_.vertAngles(c + 1) : state_.horAngles(c + 1));
     }

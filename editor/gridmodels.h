@@ -35,6 +35,10 @@ class AngleRowModel final : public QAbstractTableModel {
     bool setData(const QModelIndex& index, const QVariant& value, int role) override;
 
     void setWriteHook(CellWriteHook hook) { write_ = std::move(hook); }
+    // The grid's unbound read of any column: nothing before a record is shown, the angle
+    // within the count, beyond it a blank " " from the vertical grid and nothing from the
+    // horizontal one. The view only asks within its columns; the rule holds for every column.
+    QVariant unboundRead(int column) const;
     // The arrays or counts changed as a whole.
     void reload();
     // One angle changed.
