@@ -64,6 +64,31 @@ QPen curvePen(const PolarCurve& curve, int index) {
     return pen;
 }
 
+struct LegendLayout {
+    double sample = 0;    // the length of a line sample
+    double gap = 0;       // between entries
+    int rows = 1;         // one row, or one per curve
+    double rowWidth = 0;  // the widest row
+};
+
+LegendLayout legendLayout(const PolarPlot& plot, const QFontMetricsF& fm, double available) {
+    LegendLayout l;
+    l.sample = fm.height() * 2.2;
+    l.gap = fm.height();
+    double total = 0;
+    double widest = 0;
+    for (const PolarCurve& c : plot.curves) {
+        const double entry =
+            l.sample + l.gap * 0.5 + fm.horizontalAdvance(QString::fromStdString(c.label));
+        total += entry + (total > 0 ? l.gap : 0);
+        widest = std::max(widest, entry);
+    }
+    const bool oneRow = total <= available - 8 || plot.curves.size() < 2;
+    l.rows = oneRow ? 1 : static_cast<int>(plot.curves.size());
+    l.rowWidth = oneRow ? total : widest;
+    return l;
+}
+
 }  // namespace
 
 QPointF PlotFrame::map(double degrees, double candela, bool leftSide) const {
@@ -77,7 +102,7 @@ PlotFrame plotFrame(const QSizeF& size, const PolarPlot& plot, const QFontMetric
     f.scaleMax = plot.scaleMax() > 0 ? plot.scaleMax() : 1;
     const double line = metrics.height();
     const double sideRoom = metrics.horizontalAdvance(QStringLiteral("180\u00B0")) + line * 0.6;
-    const double legendHeight = line * 1.6;
+    const double legendHeight = line * (0.6 + legendLayout(plot, metrics, size.width()).rows);
     const double topRoom = line * 1.4;
     const double bottomRoom = line * 1.4 + legendHeight;
     const double w = std::max(size.width() - 2 * sideRoom, 10.0);
@@ -167,10 +192,11 @@ void plotCD::paintEvent(QPaintEvent*) {
         return;
     }
 
-    // The curves over the grid, the first plane on top.
-    for (int i = static_cast<int>(plot_.curves.size()) - 1; i >= 0; --i) {
-        const PolarCurve& curve = plot_.curves[static_cast<std::size_t>(i)];
-        p.setPen(curvePen(curve, i));
+    // The curves over the grid; the dashed second plane over the solid first one, so that
+    // where the two coincide both still show.
+    for (std::size_t i = 0; i < plot_.curves.size(); ++i) {
+        const PolarCurve& curve = plot_.curves[i];
+        p.setPen(curvePen(curve, static_cast<int>(i)));
         p.setBrush(Qt::NoBrush);
         p.drawPath(curvePath(curve, f));
     }
@@ -178,8 +204,7 @@ void plotCD::paintEvent(QPaintEvent*) {
     // Ring values up the 180 axis, on a light ground so that a curve under them stays legible.
     p.setRenderHint(QPainter::Antialiasing, false);
     for (int k = 1; k <= plot_.ringCount; ++k) {
-        QString text = candelaText(plot_.ringStep * k);
-        if (k == plot_.ringCount) text += QStringLiteral(" cd");
+        const QString text = candelaText(plot_.ringStep * k);
         // Just inside its ring, so that the outer value keeps clear of the 180 label.
         const QPointF at = f.map(180, plot_.ringStep * k, false);
         QRectF box(at.x() + 3, at.y() + 1, fm.horizontalAdvance(text) + 4, fm.height());
@@ -189,24 +214,32 @@ void plotCD::paintEvent(QPaintEvent*) {
     }
     p.setRenderHint(QPainter::Antialiasing);
 
-    // The legend: a sample of each line and the plane it stands for.
-    double total = 0;
-    const double sample = fm.height() * 2.2;
-    const double gap = fm.height();
-    for (const PolarCurve& c : plot_.curves)
-        total += sample + gap * 0.5 + fm.horizontalAdvance(QString::fromStdString(c.label)) + gap;
-    double x = f.legend.center().x() - (total - gap) / 2;
-    const double y = f.legend.center().y();
+    // The unit of the rings, in the corner where data sheets put it.
+    p.setPen(kText);
+    p.drawText(QRectF(4, 2, fm.horizontalAdvance(QStringLiteral("cd")) + 4, fm.height()),
+               Qt::AlignLeft | Qt::AlignVCenter, QStringLiteral("cd"));
+
+    // The legend: a sample of each line and the plane it stands for, in one row when it fits,
+    // else one entry per row.
+    const LegendLayout legend = legendLayout(plot_, fm, width());
+    const double rowHeight = f.legend.height() / legend.rows;
+    double x = f.legend.center().x() - legend.rowWidth / 2;
+    double y = f.legend.top() + rowHeight / 2;
     for (std::size_t i = 0; i < plot_.curves.size(); ++i) {
         const PolarCurve& c = plot_.curves[i];
         p.setPen(curvePen(c, static_cast<int>(i)));
-        p.drawLine(QPointF(x, y), QPointF(x + sample, y));
-        x += sample + gap * 0.5;
+        p.drawLine(QPointF(x, y), QPointF(x + legend.sample, y));
         const QString label = QString::fromStdString(c.label);
         p.setPen(kText);
-        const double width = fm.horizontalAdvance(label);
-        p.drawText(QRectF(x, y - fm.height() / 2, width + 2, fm.height()), Qt::AlignVCenter, label);
-        x += width + gap;
+        const double labelX = x + legend.sample + legend.gap * 0.5;
+        const double labelWidth = fm.horizontalAdvance(label);
+        p.drawText(QRectF(labelX, y - fm.height() / 2, labelWidth + 2, fm.height()),
+                   Qt::AlignVCenter, label);
+        if (legend.rows == 1) {
+            x = labelX + labelWidth + legend.gap;
+        } else {
+            y += rowHeight;
+        }
     }
 }
 
