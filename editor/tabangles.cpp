@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QScrollBar>
+#include <QStyle>
 #include <QTableView>
 #include <QVBoxLayout>
 
@@ -30,9 +31,12 @@ QTableView* angleRow(const char* name, AngleRowModel* model) {
     view->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     const int row = view->fontMetrics().height() + 8;
     view->verticalHeader()->setDefaultSectionSize(row);
-    // One row: header, the row and the scroll bar, nothing more.
-    view->setFixedHeight(view->horizontalHeader()->sizeHint().height() + row +
-                         view->horizontalScrollBar()->sizeHint().height() + 2 * view->frameWidth());
+    // One row: header, the row and the scroll bar, nothing more. The header has no sections
+    // yet, so its height comes from the font rather than from its size hint.
+    const int header = view->fontMetrics().height() + 10;
+    view->horizontalHeader()->setFixedHeight(header);
+    const int scrollBar = view->style()->pixelMetric(QStyle::PM_ScrollBarExtent, nullptr, view);
+    view->setFixedHeight(header + row + scrollBar + 2 * view->frameWidth() + 2);
     return view;
 }
 

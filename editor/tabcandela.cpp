@@ -62,7 +62,7 @@ QWidget* frmEdit::buildCandelaTab() {
     paste->setContext(Qt::WidgetWithChildrenShortcut);
     connect(paste, &QShortcut::activated, this, [this] { cdaCmdPaste_Click(); });
 
-    cdaCmdPaste = new QPushButton(tr("&Paste Table"));
+    cdaCmdPaste = new QPushButton(tr("Paste &Table"));
     cdaCmdPaste->setObjectName("cdaCmdPaste");
     cdaCmdPaste->setToolTip(
         tr("Replace the whole table with the clipboard's values, one line per vertical angle"));

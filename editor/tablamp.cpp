@@ -69,7 +69,10 @@ QFrame* hintLine(const char* name, QFrame::Shape shape) {
     line->setObjectName(name);
     line->setFrameShape(shape);
     line->setFrameShadow(QFrame::Plain);
+    line->setLineWidth(2);
     line->setStyleSheet(QStringLiteral("color: #2a6fb0;"));
+    // The bracket's arms: short strokes from the two fields to the upright and on to the word.
+    if (shape == QFrame::HLine) line->setFixedWidth(12);
     return line;
 }
 
@@ -172,7 +175,7 @@ QWidget* frmEdit::buildLampTab() {
     lmpLabHeight->setBuddy(txtHeight);
     lmpPicHousing = new ShapeSketch;
     lmpPicHousing->setObjectName("lmpPicHousing");
-    lmpPicHousing->setMinimumSize(180, 150);
+    lmpPicHousing->setMinimumSize(220, 180);
     lmpPicHousing->setToolTip(
         tr("The luminous opening: L along the 0-180 plane, W along the 90-270 plane, H up"));
 
@@ -226,7 +229,9 @@ QWidget* frmEdit::buildLampTab() {
     tiltGrid->addWidget(lmpCmbLampToLuminare, 1, 1);
     tiltGrid->addWidget(lmpLabNumTiltAngles, 2, 0);
     tiltGrid->addWidget(lmpTxtNumAngles, 2, 1);
-    tiltGrid->addWidget(lmpGridTiltMultiplier, 3, 0, 1, 2);
+    // The pairs beside the controls that shape them.
+    tiltGrid->addWidget(lmpGridTiltMultiplier, 0, 2, 4, 1);
+    tiltGrid->setColumnStretch(2, 1);
     tiltGrid->setRowStretch(3, 1);
 
     auto* layout = new QGridLayout(page);
@@ -235,7 +240,9 @@ QWidget* frmEdit::buildLampTab() {
     layout->addWidget(tiltBox, 1, 0, 1, 2);
     layout->setColumnStretch(0, 1);
     layout->setColumnStretch(1, 1);
-    layout->setRowStretch(1, 1);
+    // The opening's sketch gets the room; the tilt table is seldom long.
+    layout->setRowStretch(0, 3);
+    layout->setRowStretch(1, 2);
 
     auto* selectAll = new SelectAllOnFocus(page);
     for (QLineEdit* edit : {txtNumLamps, txtLumPerLamp, txtMultiplier, txtWatt, txtBallast,
