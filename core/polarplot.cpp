@@ -116,8 +116,8 @@ double typeBValue(const PlotInput& in, const std::vector<Angle>& hs, const std::
 
 void addSample(std::vector<PolarSample>& half, double degrees, double value, double multiplier,
                double& peak) {
-    if (std::isnan(value)) return;
     const double cd = value * multiplier;
+    if (!std::isfinite(cd)) return;  // nothing a circle of finite size can show
     half.push_back({degrees, cd});
     if (cd > peak) peak = cd;
 }
