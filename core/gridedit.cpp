@@ -13,6 +13,18 @@ namespace {
 
 // A numeric text as a 32-bit float; none when it is not a number or beyond a float's range.
 std::optional<float> singleFrom(std::string_view text) {
+    // A pasted table is a million of these: plain digits go straight to the conversion, and
+    // anything else (a sign, blanks, a word the conversion would take, a value out of range)
+    // the general way.
+    const auto plainStart = [](char c) { return (c >= '0' && c <= '9') || c == '.'; };
+    if (!text.empty() && (plainStart(text.front()) ||
+                          (text.size() > 1 && text.front() == '-' && plainStart(text[1])))) {
+        double value = 0;
+        const auto r = std::from_chars(text.data(), text.data() + text.size(), value);
+        if (r.ec == std::errc() && r.ptr == text.data() + text.size() &&
+            std::fabs(value) <= std::numeric_limits<float>::max())
+            return static_cast<float>(value);
+    }
     if (!isNumeric(text)) return std::nullopt;
     try {
         return toSingle(text);
@@ -109,21 +121,22 @@ CandelaPaste readCandelaPaste(std::string_view text, int numHorz, int numVert) {
     else if (body.ends_with('\n'))
         body.remove_suffix(1);
 
-    std::vector<std::string_view> pieces;
-    std::size_t start = 0;
-    for (std::size_t i = 0; i <= body.size(); ++i) {
-        const bool end = i == body.size();
-        const bool tab = !end && body[i] == '\t';
-        const bool crlf = !end && body[i] == '\r' && i + 1 < body.size() && body[i + 1] == '\n';
-        const bool lf = !end && body[i] == '\n';
-        if (end || tab || crlf || lf) {
-            pieces.push_back(body.substr(start, i - start));
-            if (crlf) ++i;
-            start = i + 1;
-        }
-    }
-
     const long long need = static_cast<long long>(std::max(numHorz, 0)) * std::max(numVert, 0);
+    std::vector<std::string_view> pieces;
+    pieces.reserve(static_cast<std::size_t>(need) + 1);
+    std::size_t start = 0;
+    const std::size_t n = body.size();
+    for (std::size_t i = 0; i < n; ++i) {
+        const char c = body[i];
+        if (c > '\r') continue;  // digits and points, the bulk of a table
+        const bool crlf = c == '\r' && i + 1 < n && body[i + 1] == '\n';
+        if (c != '\t' && c != '\n' && !crlf) continue;
+        pieces.push_back(body.substr(start, i - start));
+        if (crlf) ++i;
+        start = i + 1;
+    }
+    pieces.push_back(body.substr(start));
+
     if (static_cast<long long>(pieces.size()) != need) {
         out.message = std::to_string(static_cast<long long>(pieces.size()) - 1);
         out.message += grid_text::kValuesRead;

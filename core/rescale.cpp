@@ -42,9 +42,13 @@ double rescaledValue(double factor, double candela) {
     // decimals), so the margin grows with the value.
     const double scaled = std::fabs(x * 1000.0);
     if (scaled < 1e14) {
-        const double rest = scaled - std::floor(scaled);
+        const double whole = std::floor(scaled);
+        const double rest = scaled - whole;
         if (std::fabs(rest - 0.5) > 1e-6 + scaled * 1e-14)
             return std::copysign(std::round(scaled), x) / 1000.0;
+        // Exactly on the half (halving a table of thousandths lands there for every odd one):
+        // below 1E11 the decimal form is that half too, and goes away from zero.
+        if (rest == 0.5 && scaled < 1e11) return std::copysign(whole + 1, x) / 1000.0;
     }
     return readLenient(formatPattern(x, rescale_text::kRescaledPattern));
 }

@@ -94,6 +94,13 @@ TEST(GridEdit, PasteRefusals) {
         EXPECT_EQ(p.message, c.message) << c.text;
         EXPECT_EQ(p.title, c.title) << c.text;
     }
+    // Every piece passes the one numeric test, however it is written.
+    const CandelaPaste forms = readCandelaPaste("+5\t-.5\t 7 \t1e2\t5.", 5, 1);
+    ASSERT_TRUE(forms.values) << forms.message;
+    EXPECT_EQ(forms.values->values(), (std::vector<double>{5, -0.5, 7, 100, 5}));
+    for (std::string_view refused : {"inf", "nan", "-inf", "1e", "0x10", "1d5", "5\r"})
+        EXPECT_FALSE(readCandelaPaste(refused, 1, 1).values) << refused;
+
     // Pasted values are not held to the limits of typed ones.
     const CandelaPaste big = readCandelaPaste("-5\t12000000", 2, 1);
     ASSERT_TRUE(big.values);
