@@ -37,9 +37,8 @@ struct Plotted {
 
 // The sample of a half plane farthest from the centre.
 const PolarSample& peakOf(const std::vector<PolarSample>& half) {
-    return *std::max_element(half.begin(), half.end(), [](const auto& a, const auto& b) {
-        return a.candela < b.candela;
-    });
+    return *std::max_element(half.begin(), half.end(),
+                             [](const auto& a, const auto& b) { return a.candela < b.candela; });
 }
 
 TEST(PlotCd, StreetLightPeakLandsRightAndBelowTheCentre) {
