@@ -343,7 +343,7 @@ void frmEdit::txtMultiplier_Change() {
 }
 
 void frmEdit::msbLampChanged(bool multiplierEdited) {
-    if (busyFlag_) return;
+    if (busyFlag_ || ctx_.list.empty()) return;  // no record yet: nothing to scale against
     const std::string numLamps = txtNumLamps->text().toStdString();
     const std::string lumPerLamp = txtLumPerLamp->text().toStdString();
     const std::string multiplier = txtMultiplier->text().toStdString();

@@ -150,6 +150,19 @@ TEST_F(LampTab, TheProgramsOwnWritesDoNotRescale) {
     FrmEditTestAccess::busyFlag(*form_) = false;
 }
 
+TEST_F(LampTab, TypingBeforeAnyRecordArrivedIsHarmless) {
+    EditorContext context{store_, state_, list_, prompter_, help_, {}, [] {}, 0};
+    form_ = std::make_unique<frmEdit>(context);
+    form_->loadForm();
+    UserSettings settings;
+    settings.changingLamp = "ChangesCandelaValues";
+    form_->applySettings(settings);
+    type("txtNumLamps", "3");
+    type("txtMultiplier", "2");
+    type("lmpTxtNumAngles", "2");
+    EXPECT_TRUE(prompter_.calls().empty());
+}
+
 TEST_F(LampTab, TheEightFieldsSelectTheirWholeTextOnFocus) {
     start(smallRecord());
     for (const char* name : {"txtNumLamps", "txtLumPerLamp", "txtMultiplier", "txtWatt",
