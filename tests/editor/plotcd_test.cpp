@@ -95,19 +95,6 @@ TEST(PlotCd, NadirAtTheBottomZenithAtTheTopFollowingTheSize) {
     }
 }
 
-TEST(PlotCd, TheMultiplierShownScalesTheCurves) {
-    Plotted data{corpusRecord("lithonia-af10-1-32.ies")};
-    plotCD plot;
-    plot.resize(500, 500);
-    PlotInput in = data.input();
-    in.multiplier = 1;
-    plot.setData(in);
-    const double once = plot.plot().peak;
-    in.multiplier = 2.5;
-    plot.setData(in);
-    EXPECT_DOUBLE_EQ(plot.plot().peak, 2.5 * once);
-}
-
 TEST(PlotCd, OnlyAnEmptyTableIsAFailure) {
     plotCD plot;
     plot.resize(400, 400);
