@@ -276,6 +276,7 @@ class frmEdit final : public QDialog, public EditorForm {
     QPushButton* keyCmdLoad = nullptr;
     QPushButton* keyCmdSave = nullptr;
     bool keyLatin1_ = false;  // keyRtb shows Latin-1 lines, and gives them back so
+    QString keyShownRaw_;     // keyRtb's raw text as last filled, to tell an untouched text
 
     // Lamp tab
     QComboBox* lmpCmbVersion = nullptr;

@@ -147,12 +147,14 @@ void frmEdit::showKeywords() {
         appendRuns(keyRtb, state_.keyRuns, keyLatin1_);
     }
     keyRtb->document()->setModified(false);
+    keyShownRaw_ = keyRtb->document()->toRawText();
 }
 
 std::string frmEdit::keywordText() const {
     // A text the user did not touch goes back as it came, byte for byte.
-    if (!keyRtb->document()->isModified()) return state_.keyRtb;
-    std::string text = fromWidgetText(keyRtb->document()->toRawText(), keyLatin1_);
+    const QString raw = keyRtb->document()->toRawText();
+    if (raw == keyShownRaw_) return state_.keyRtb;
+    std::string text = fromWidgetText(raw, keyLatin1_);
     if (!text.empty() && !text.ends_with("\r\n")) text += "\r\n";
     return text;
 }
