@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 #include <vector>
 
 namespace kandor {
@@ -124,6 +125,35 @@ TEST(PolarPlot, ValuesAreTimesTheMultiplierOnARoundScale) {
         EXPECT_DOUBLE_EQ(step, c.step) << c.peak;
         EXPECT_EQ(rings, c.rings) << c.peak;
         EXPECT_GE(step * rings, c.peak);
+    }
+}
+
+TEST(PolarPlot, AnyAnglesTheUserTypedStillGiveADrawableDiagram) {
+    // Angles out of order, repeated or out of range, of any type: samples stay on the half
+    // plane and finite, the scale covers them.
+    std::mt19937 gen(11);
+    std::uniform_int_distribution<int> count(0, 6);
+    std::uniform_real_distribution<float> angle(-400, 400);
+    std::uniform_real_distribution<double> value(0, 5000);
+    for (int round = 0; round < 2000; ++round) {
+        std::vector<float> v(static_cast<std::size_t>(count(gen)));
+        std::vector<float> h(static_cast<std::size_t>(count(gen)));
+        for (float& a : v)
+            a = gen() % 3 ? std::round(angle(gen)) : 0.0f;
+        for (float& a : h)
+            a = gen() % 3 ? std::round(angle(gen)) : 90.0f;
+        OneBased2D<double> cd(static_cast<int>(h.size()), static_cast<int>(v.size()));
+        for (double& x : cd.values())
+            x = value(gen);
+        const PolarPlot plot = polarPlot({1 + round % 3, v, h, &cd, 1});
+        for (const PolarCurve& c : plot.curves)
+            for (const auto* half : {&c.right, &c.left})
+                for (const PolarSample& s : *half) {
+                    ASSERT_TRUE(std::isfinite(s.candela));
+                    ASSERT_GE(s.degrees, 0);
+                    ASSERT_LE(s.degrees, 180);
+                    ASSERT_LE(s.candela, plot.scaleMax());
+                }
     }
 }
 
