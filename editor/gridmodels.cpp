@@ -19,6 +19,20 @@ QString angleText(float value) {
     return qs(generalSingle(value));
 }
 
+// Hands a typed value to the form once. A refusal's message box takes the focus from the cell
+// editor, whose focus-out would commit the same text again from inside the first commit; that
+// second commit is the same edit, so it is ignored rather than refused a second time.
+bool writeOnce(const CellWriteHook& write, bool& writing, const QModelIndex& index,
+               const QVariant& value) {
+    if (writing) return false;
+    writing = true;
+    struct Reset {
+        bool& flag;
+        ~Reset() { flag = false; }
+    } reset{writing};
+    return write(index, value.toString());
+}
+
 }  // namespace
 
 // ---- AngleRowModel ----
@@ -70,7 +84,7 @@ Qt::ItemFlags AngleRowModel::flags(const QModelIndex& index) const {
 
 bool AngleRowModel::setData(const QModelIndex& index, const QVariant& value, int role) {
     if (!index.isValid() || role != Qt::EditRole || !write_) return false;
-    if (!write_(index, value.toString())) return false;
+    if (!writeOnce(write_, writing_, index, value)) return false;
     emit dataChanged(index, index);
     return true;
 }
@@ -159,7 +173,7 @@ Qt::ItemFlags CandelaModel::flags(const QModelIndex& index) const {
 
 bool CandelaModel::setData(const QModelIndex& index, const QVariant& value, int role) {
     if (!index.isValid() || role != Qt::EditRole || !write_) return false;
-    if (!write_(index, value.toString())) return false;
+    if (!writeOnce(write_, writing_, index, value)) return false;
     emit dataChanged(index, index);
     return true;
 }
@@ -222,7 +236,7 @@ Qt::ItemFlags TiltModel::flags(const QModelIndex& index) const {
 
 bool TiltModel::setData(const QModelIndex& index, const QVariant& value, int role) {
     if (!index.isValid() || role != Qt::EditRole || !write_) return false;
-    if (!write_(index, value.toString())) return false;
+    if (!writeOnce(write_, writing_, index, value)) return false;
     emit dataChanged(index, index);
     return true;
 }

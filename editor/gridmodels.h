@@ -50,6 +50,7 @@ class AngleRowModel final : public QAbstractTableModel {
     bool vertical_;
     int shownCount_ = 0;
     CellWriteHook write_;
+    bool writing_ = false;  // a write is being handed to the form
 };
 
 // cdaGridCd: one row per vertical angle; column 0 the vertical angle, column c the candela
@@ -86,6 +87,7 @@ class CandelaModel final : public QAbstractTableModel {
     int rows_ = 0;
     int cols_ = 0;
     CellWriteHook write_;
+    bool writing_ = false;  // a write is being handed to the form
 };
 
 // lmpGridTiltMultiplier: row i the tilt pair i; column 0 the angle, column 1 the factor.
@@ -109,6 +111,7 @@ class TiltModel final : public QAbstractTableModel {
     const EditorState& state_;
     int rows_ = 0;
     CellWriteHook write_;
+    bool writing_ = false;  // a write is being handed to the form
 };
 
 }  // namespace kandor

@@ -9,6 +9,7 @@
 #include <QHeaderView>
 #include <QPushButton>
 #include <QTabWidget>
+#include <functional>
 
 #include "editor/gridmodels.h"
 #include "editor/plotcd.h"
@@ -191,6 +192,36 @@ TEST_F(Grids, ColumnsFitTheLargestValueAndTheTabRedrawsThePlot) {
     EXPECT_TRUE(plot->plot().curves.empty());
     child<QTabWidget>("SSTab1")->setCurrentIndex(3);
     EXPECT_EQ(plot->plot().curves.size(), 2u);
+}
+
+// A message box that takes the focus from the cell editor, which commits its text again.
+class RecommittingPrompter final : public Prompter {
+  public:
+    std::function<void()> focusOut;
+    int shown = 0;
+    PromptAnswer ask(const std::string&, const std::string&, PromptButtons) override {
+        ++shown;
+        if (focusOut) focusOut();
+        return PromptAnswer::Ok;
+    }
+};
+
+TEST_F(Grids, ARefusalIsShownOnceThoughTheEditorCommitsAgain) {
+    list_.add(smallRecord());
+    RecommittingPrompter prompter;
+    EditorContext context{store_, state_, list_, prompter, help_, {}, [] {}, 0};
+    form_ = std::make_unique<frmEdit>(context);
+    form_->loadForm();
+    form_->loadData();
+    for (const char* grid : {"cdaGridCd", "phoGridVert", "phoGridHorz"}) {
+        prompter.shown = 0;
+        prompter.focusOut = [this, grid] { write(grid, 0, 1, "abc"); };
+        EXPECT_FALSE(write(grid, 0, 1, "abc"));
+        EXPECT_EQ(prompter.shown, 1) << grid;
+        // The next edit is taken as usual.
+        prompter.focusOut = nullptr;
+        EXPECT_TRUE(write(grid, 0, 1, "12")) << grid;
+    }
 }
 
 TEST_F(Grids, ModelsPassTheModelTester) {
