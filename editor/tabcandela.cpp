@@ -1,6 +1,7 @@
 // The candela tab: the candela table, its copy and paste, and its polar plot.
 
 #include <QClipboard>
+#include <QEvent>
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -30,6 +31,24 @@ int candelaColumnWidth(const QFontMetrics& metrics) {
     return static_cast<int>(1.1 * metrics.horizontalAdvance(QStringLiteral("1000000.00")));
 }
 
+// Keeps that width when the form's font changes (a new font reaches the grid too).
+class CandelaColumnWidth final : public QObject {
+  public:
+    CandelaColumnWidth(QTableView* grid, QWidget* form) : QObject(grid), grid_(grid), form_(form) {}
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (watched == grid_ && event->type() == QEvent::FontChange)
+            grid_->horizontalHeader()->setDefaultSectionSize(
+                candelaColumnWidth(form_->fontMetrics()));
+        return QObject::eventFilter(watched, event);
+    }
+
+  private:
+    QTableView* grid_;
+    QWidget* form_;
+};
+
 }  // namespace
 
 QWidget* frmEdit::buildCandelaTab() {
@@ -46,6 +65,7 @@ QWidget* frmEdit::buildCandelaTab() {
     cdaGridCd->horizontalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     cdaGridCd->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     cdaGridCd->horizontalHeader()->setDefaultSectionSize(candelaColumnWidth(fontMetrics()));
+    cdaGridCd->installEventFilter(new CandelaColumnWidth(cdaGridCd, this));
     cdaGridCd->verticalHeader()->setDefaultSectionSize(cdaGridCd->fontMetrics().height() + 6);
     cdaGridCd->verticalHeader()->hide();  // the first column names the row's angle
     cdaGridCd->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);

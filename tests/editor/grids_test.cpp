@@ -187,6 +187,12 @@ TEST_F(Grids, ColumnsFitTheLargestValueAndTheTabRedrawsThePlot) {
     auto* view = child<QTableView>("cdaGridCd");
     EXPECT_EQ(view->horizontalHeader()->defaultSectionSize(),
               static_cast<int>(1.1 * form_->fontMetrics().horizontalAdvance("1000000.00")));
+    // A larger font for the form widens the columns with it.
+    QFont large = form_->font();
+    large.setPointSizeF(large.pointSizeF() * 2);
+    form_->setFont(large);
+    EXPECT_EQ(view->horizontalHeader()->defaultSectionSize(),
+              static_cast<int>(1.1 * form_->fontMetrics().horizontalAdvance("1000000.00")));
     auto* plot = child<plotCD>("picCda");
     plot->clear();
     EXPECT_TRUE(plot->plot().curves.empty());
