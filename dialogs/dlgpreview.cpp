@@ -1,5 +1,9 @@
 #include "dialogs/dlgpreview.h"
 
+#include <algorithm>
+#include <string>
+#include <vector>
+
 #include <QDialogButtonBox>
 #include <QFontDatabase>
 #include <QLabel>
@@ -36,6 +40,47 @@ QString statusMeaning(std::int16_t status) {
 }
 
 constexpr int kLineRole = Qt::UserRole;
+
+bool isSeparator(char c) {
+    return c == ' ' || c == '\r' || c == '\n' || c == ',' || c == '\t';
+}
+
+// The line of the text a reader's line number stands for. The reader counts the header lines
+// it reads and skips blank ones uncounted (the empty line after a format line, for one), so
+// its numbers fall behind the text's lines by the blank lines of the header. Walks the header
+// as the reader does and maps its numbers back.
+int textLine(std::string_view text, int readerLine) {
+    if (readerLine <= 0) return 1;
+    std::vector<int> headerLines;  // text line of each header line the reader reads
+    int lineOfPos = 1;
+    std::size_t pos = 0;
+    auto advanceTo = [&](std::size_t to) {
+        for (; pos < to; ++pos)
+            if (text[pos] == '\n') ++lineOfPos;
+    };
+    while (pos < text.size()) {
+        headerLines.push_back(lineOfPos);
+        std::size_t end = text.find('\r', pos);
+        if (end == std::string_view::npos) end = text.size();
+        std::string head(text.substr(pos, std::min<std::size_t>(4, end - pos)));
+        for (char& c : head)
+            if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+        std::size_t next = end;
+        while (next < text.size() && isSeparator(text[next]))
+            ++next;
+        advanceTo(next);
+        if (head == "TILT") {
+            const int tiltNumber = static_cast<int>(headerLines.size());
+            if (readerLine <= tiltNumber)
+                return headerLines[static_cast<std::size_t>(readerLine - 1)];
+            // After the TILT line the reader counts one line, then every line end it passes.
+            return lineOfPos + (readerLine - tiltNumber - 1);
+        }
+    }
+    return readerLine <= static_cast<int>(headerLines.size())
+               ? headerLines[static_cast<std::size_t>(readerLine - 1)]
+               : readerLine;
+}
 
 }  // namespace
 
@@ -137,7 +182,7 @@ void dlgPreview::OKButton_Click() {
     const std::int16_t status = reader_.ParseIes(scratch, text, false, text);
     reader_.hooks.ReportIssue = nullptr;
     if (status != kParseClean) {
-        showFindings(status);
+        showFindings(status, text);
         prompter_.tell(std::string(kNoLongerValid));
         return;
     }
@@ -159,16 +204,17 @@ void dlgPreview::clearFindings() {
     lstFindings->setVisible(false);
 }
 
-void dlgPreview::showFindings(std::int16_t status) {
+void dlgPreview::showFindings(std::int16_t status, std::string_view text) {
     lstFindings->clear();
     if (findings_.empty() && reader_.lastFaultNumber() != 0)
         findings_.push_back({reader_.LineNumber, 0, reader_.lastFaultDescription()});
     labFindings->setText(tr("Why the text was refused (%1):").arg(statusMeaning(status)));
     for (const Finding& f : findings_) {
-        const QString where = f.line > 0 ? tr("Line %1").arg(f.line) : tr("Whole file");
+        const int line = textLine(text, f.line);
+        const QString where = f.line > 0 ? tr("Line %1").arg(line) : tr("Whole file");
         auto* item =
             new QListWidgetItem(tr("%1, code %2: %3").arg(where).arg(f.code).arg(qs(f.message)));
-        item->setData(kLineRole, f.line);
+        item->setData(kLineRole, line);
         lstFindings->addItem(item);
     }
     labFindings->setVisible(true);

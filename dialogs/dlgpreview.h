@@ -42,7 +42,7 @@ class dlgPreview final : public QDialog {
     static constexpr std::string_view kCaption = "Edit Raw file (Experts Only!)";
     static constexpr std::string_view kNoLongerValid = "This is no longer a valid file.";
 
-    // One report of the reader from the last refused text.
+    // One report of the reader from the last refused text; `line` as the reader counts.
     struct Finding {
         int line = 0;
         int code = 0;
@@ -79,7 +79,7 @@ class dlgPreview final : public QDialog {
     QListWidget* lstFindings = nullptr;
 
   private:
-    void showFindings(std::int16_t status);
+    void showFindings(std::int16_t status, std::string_view text);
     void clearFindings();
 
     Prompter& prompter_;
