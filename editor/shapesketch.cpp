@@ -21,7 +21,33 @@ Qt::PenStyle penStyle(SketchLineStyle style) {
     return Qt::SolidLine;
 }
 
+// Under the letters of length and width, the photometric planes they are measured in, as the
+// field captions name them; the sketch then says which way each number runs.
+QString planeNote(const QString& axis) {
+    if (axis == QLatin1String("L")) return QStringLiteral("0\u00B0-180\u00B0");
+    if (axis == QLatin1String("W")) return QStringLiteral("90\u00B0-270\u00B0");
+    return {};
+}
+
 }  // namespace
+
+void ShapeSketch::drawPlaneNote(QPainter& p, const QString& axis, const QRectF& labelBox) const {
+    const QString note = planeNote(axis);
+    if (note.isEmpty()) return;
+    QFont small = font();
+    small.setPointSizeF(small.pointSizeF() * 0.8);
+    p.setFont(small);
+    p.setPen(QColor(110, 110, 110));
+    const QFontMetricsF fm(small);
+    const double w = fm.horizontalAdvance(note) + 2;
+    // Right-aligned on the letter, kept inside the picture: under L, whose axis runs level,
+    // and over W, whose axis comes up from below.
+    double left = std::min(labelBox.right() - w, width() - w - 2.0);
+    left = std::max(left, 2.0);
+    const double top =
+        axis == QLatin1String("W") ? labelBox.top() - fm.height() : labelBox.bottom();
+    p.drawText(QRectF(left, top, w, fm.height()), Qt::AlignCenter, note);
+}
 
 ShapeSketch::ShapeSketch(QWidget* parent) : QWidget(parent) {
     setAttribute(Qt::WA_OpaquePaintEvent);
@@ -101,8 +127,10 @@ void ShapeSketch::paintEvent(QPaintEvent*) {
                     QString::fromUtf8(s.text.data(), static_cast<int>(s.text.size()));
                 const QFontMetricsF fm(labelFont);
                 const QSizeF box(fm.horizontalAdvance(text) + 2, fm.height());
-                p.drawText(QRectF(c - QPointF(box.width() / 2, box.height() / 2), box),
-                           Qt::AlignCenter, text);
+                const QRectF labelBox(c - QPointF(box.width() / 2, box.height() / 2), box);
+                p.drawText(labelBox, Qt::AlignCenter, text);
+                drawPlaneNote(p, text, labelBox);
+                p.setFont(labelFont);
                 break;
             }
         }

@@ -10,6 +10,8 @@
 
 #include "core/shapes.h"
 
+class QPainter;
+
 namespace kandor {
 
 class ShapeSketch final : public QWidget {
@@ -34,6 +36,7 @@ class ShapeSketch final : public QWidget {
     void paintEvent(QPaintEvent* event) override;
 
   private:
+    void drawPlaneNote(QPainter& p, const QString& axis, const QRectF& labelBox) const;
     std::vector<SketchPrimitive> primitives_;
 };
 
