@@ -34,6 +34,8 @@ frmAbout::frmAbout(QWidget* parent) : QDialog(parent) {
            "the rules of their revision, and hands the result back to Lumivex."));
     lblDescription->setObjectName("lblDescription");
     lblDescription->setWordWrap(true);
+    // A wrapped label takes its height from its width; a fixed width lets the box fit it.
+    lblDescription->setFixedWidth(400);
 
     OKButton = new QPushButton(tr("OK"));
     OKButton->setObjectName("OKButton");
@@ -50,7 +52,7 @@ frmAbout::frmAbout(QWidget* parent) : QDialog(parent) {
     layout->addWidget(lblDescription);
     layout->addSpacing(8);
     layout->addWidget(buttons);
-    setFixedWidth(440);
+    layout->setSizeConstraint(QLayout::SetFixedSize);
 }
 
 QString frmAbout::versionText() {
