@@ -153,6 +153,11 @@ TEST_F(KeywordsTab, ThePickerOffersTheStandardKeywordsAsDragData) {
     ASSERT_EQ(picker->count(), static_cast<int>(kKeywordPickerNames.size()));
     EXPECT_EQ(picker->item(0)->text(), QStringLiteral("[TEST]"));
     EXPECT_EQ(picker->item(18)->text(), QStringLiteral("[MORE]"));
+    // Without a mouse: Enter or a double click puts the keyword above the caret's line.
+    run.rtb->setTextCursor(QTextCursor(run.rtb->document()->findBlockByNumber(1)));
+    emit picker->itemActivated(picker->item(2));
+    EXPECT_EQ(lines(run.rtb).mid(0, 3), (QStringList{"[TEST] KPE-0001", "[ISSUEDATE] ",
+                                                     "[TESTLAB] Kandor sample photometry"}));
     QAbstractItemModel* model = picker->model();
     std::unique_ptr<QMimeData> mime(model->mimeData({model->index(1, 0)}));
     EXPECT_EQ(mime->data(QLatin1String(KeywordTextEdit::kKeywordMime)), "[TESTLAB]");
