@@ -519,12 +519,11 @@ void frmEdit::cmdCopy_Click() {
 
 void frmEdit::loadDialogs() {
     if (!preview_) {
-        preview_ = new dlgPreview(ctx_.prompter,
-                                  PreviewHooks{[this] { return validateForm(); },
-                                               [this] { return saveToRecord(); },
-                                               [this]() -> IesRecord& { return record(); },
-                                               [this] { fillFromRecord(); }},
-                                  this);
+        preview_ = new dlgPreview(
+            ctx_.prompter,
+            PreviewHooks{[this] { return validateForm(); }, [this] { return saveToRecord(); },
+                         [this]() -> IesRecord& { return record(); }, [this] { fillFromRecord(); }},
+            this);
     }
     if (!settings_) {
         SettingsHooks hooks;
