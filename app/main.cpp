@@ -7,14 +7,11 @@
 #include <string>
 
 #include <QApplication>
-#include <QDesktopServices>
-#include <QDir>
-#include <QFileInfo>
-#include <QUrl>
 
 #include "core/iesrecord.h"
 #include "core/runtimefault.h"
 #include "editor/frmedit.h"
+#include "editor/helpopener.h"
 #include "editor/qtprompter.h"
 #include "host/channel.h"
 #include "host/sqlitesettingsstore.h"
@@ -31,27 +28,6 @@ bool displayAvailable() {
         if (const char* value = std::getenv(name); value && *value) return true;
     return false;
 }
-
-// The help pages beside the tool, opened in the desktop's browser.
-class PageHelp final : public HelpOpener {
-  public:
-    PageHelp(Prompter& prompter, std::string helpFile)
-        : prompter_(prompter), helpFile_(std::move(helpFile)) {}
-    bool openTopic(int topic) override {
-        const QString folder = QFileInfo(QString::fromStdString(helpFile_)).absolutePath();
-        const QString page = folder + QStringLiteral("/topic-%1.html").arg(topic);
-        if (!QFileInfo::exists(page)) {
-            prompter_.tell("The help page " + page.toStdString() +
-                           " is missing. Reinstall the tool to get its help pages back.");
-            return false;
-        }
-        return QDesktopServices::openUrl(QUrl::fromLocalFile(page));
-    }
-
-  private:
-    Prompter& prompter_;
-    std::string helpFile_;
-};
 
 }  // namespace
 
@@ -86,7 +62,8 @@ int main(int argc, char** argv) {
 
     ToolState& state = toolState();
     RecordList& list = records();
-    PageHelp help(prompter, helpFilePath(QCoreApplication::applicationDirPath().toStdString()));
+    PageHelpOpener help(prompter,
+                        helpFilePath(QCoreApplication::applicationDirPath().toStdString()));
 
     EditCore* core = nullptr;
     EditorContext context{*store, state, list, prompter, help, {}, {}, parsed.hostWindow};

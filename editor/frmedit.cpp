@@ -4,8 +4,8 @@
 #include <QAbstractItemView>
 #include <QApplication>
 #include <QClipboard>
-#include <QComboBox>
 #include <QCloseEvent>
+#include <QComboBox>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -116,7 +116,7 @@ QWidget* frmEdit::buildButtonRow() {
 
     fraWorkOn = new QGroupBox(tr("Work On"));
     fraWorkOn->setObjectName("fraWorkOn");
-    rdoOriginal = new QRadioButton(tr("O&riginal"));
+    rdoOriginal = new QRadioButton(tr("&Original"));
     rdoOriginal->setObjectName("rdoOriginal");
     rdoCopy = new QRadioButton(tr("Cop&y"));
     rdoCopy->setObjectName("rdoCopy");
@@ -154,9 +154,9 @@ QWidget* frmEdit::buildButtonRow() {
                &frmEdit::cmdRefresh_Click);
     makeButton(cmdUndo, "cmdUndo", tr("&Undo"), tr("Go back to the data as they arrived"),
                &frmEdit::cmdUndo_Click);
-    makeButton(cmdPreview, "cmdPreview", tr("Pre&view..."),
+    makeButton(cmdPreview, "cmdPreview", tr("&Preview..."),
                tr("Show and edit the data as LM-63 text"), &frmEdit::cmdPreview_Click);
-    makeButton(cmdCopy, "cmdCopy", tr("Co&py Table"),
+    makeButton(cmdCopy, "cmdCopy", tr("Copy Table"),
                tr("Copy the candela table to the clipboard as tab-separated text"),
                &frmEdit::cmdCopy_Click);
     makeButton(cmdSettings, "cmdSettings", tr("&Settings..."),
@@ -164,7 +164,7 @@ QWidget* frmEdit::buildButtonRow() {
                &frmEdit::cmdSettings_Click);
     makeButton(cmdHelp, "cmdHelp", tr("&Help"), tr("Help on the tab shown (F1)"),
                &frmEdit::cmdHelp_Click);
-    makeButton(cmdAbout, "cmdAbout", tr("A&bout"), tr("Version and revision"),
+    makeButton(cmdAbout, "cmdAbout", tr("About..."), tr("Version and revision"),
                &frmEdit::cmdAbout_Click);
     cmdHelp->setShortcut(QKeySequence::HelpContents);
 
@@ -557,6 +557,12 @@ void frmEdit::cmdAbout_Click() {
 void frmEdit::keyPressEvent(QKeyEvent* event) {
     if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier) {
         escapePressed();
+        return;
+    }
+    // Enter that no control took is OK, whichever button had the focus last.
+    if ((event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) &&
+        (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier) {
+        cmdOk->click();
         return;
     }
     QDialog::keyPressEvent(event);

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -16,6 +17,9 @@
 #include <thread>
 #include <vector>
 
+#include <QApplication>
+#include <QCoreApplication>
+
 #include "core/iesreader.h"
 #include "core/iesrecord.h"
 #include "core/numforms.h"
@@ -23,6 +27,7 @@
 #include "core/saveies.h"
 #include "host/exchange.h"
 #include "host/sqlitesettingsstore.h"
+#include "tools/hostedit.h"
 
 namespace {
 
@@ -46,6 +51,7 @@ constexpr std::string_view kUsage =
     "       kandor-host get  [--section S] [--slot N] > FILE.ies\n"
     "       kandor-host send [--section S] --to KEY [--timeout SECONDS] COMMAND\n"
     "       kandor-host recv [--section S] --from KEY [--timeout SECONDS] [--no-ack]\n"
+    "       kandor-host edit [--child] [--copy] [--force] [--tool PATH] FILE.ies\n"
     "\n"
     "Stands in for the host application: moves records and commands through the\n"
     "per-user settings store ($LUMIVEX_SETTINGS_DB selects the file).\n"
@@ -57,6 +63,12 @@ constexpr std::string_view kUsage =
     "        exit status 1 when nobody acknowledged it.\n"
     "  recv  waits for a command under KEY (default 10 s), prints it and clears it\n"
     "        (unless --no-ack); exit status 1 when none came.\n"
+    "  edit  opens FILE.ies in the editor (kandorpe beside this tool, or --tool PATH)\n"
+    "        and saves what the editor hands back: FILE.ies itself (the original kept\n"
+    "        once as FILE.ies.bak), or Copy_FILE.ies beside it. --child puts the editor\n"
+    "        inside a window of this tool; --copy starts the editor on a copy; --force\n"
+    "        edits a file the reader calls unusable (status 2). Exit status 0 when the\n"
+    "        editor ended normally, 2 for a refused file, 1 for any other failure.\n"
     "\n"
     "  --section S   section of application \"Lumivex_PE\" (default \"Lumivex_PE\")\n"
     "\n"
@@ -98,6 +110,10 @@ struct Options {
     std::string key;  // --to or --from
     std::optional<double> timeout;
     bool noAck = false;
+    bool child = false;
+    bool copy = false;
+    bool force = false;
+    std::string tool;
     std::vector<std::string> positional;
 };
 
@@ -142,6 +158,19 @@ std::optional<int> parseOptions(int argc, char** argv, Options& options) {
         }
         if (name == "--no-ack" && !value) {
             options.noAck = true;
+            continue;
+        }
+        if (options.command == "edit" && !value &&
+            (name == "--child" || name == "--copy" || name == "--force")) {
+            (name == "--child"  ? options.child
+             : name == "--copy" ? options.copy
+                                : options.force) = true;
+            continue;
+        }
+        if (name == "--tool" && options.command == "edit") {
+            std::optional<std::string_view> path = takeValue();
+            if (!path || path->empty()) return usageError("option '--tool' needs a path");
+            options.tool = *path;
             continue;
         }
         if (name != "--section" && name != "--slot" && name != "--to" && name != "--from" &&
@@ -232,11 +261,11 @@ int runPut(const Options& options) {
     std::unique_ptr<SettingsStore> store = openStore();
     if (!store) return kExitFailed;
     StderrPrompter prompter;
-    ExchangeSlots slots(*store, std::string(kExchangeApp), options.section, list, prompter);
+    ExchangeSlots exchange(*store, std::string(kExchangeApp), options.section, list, prompter);
     const int last = options.slot + list.ubound() - 1;
-    const int result = slots.WriteExchangeRecords(options.slot, last, 1);
+    const int result = exchange.WriteExchangeRecords(options.slot, last, 1);
     if (result < 1) {
-        if (!slots.lastError().empty()) say("kandor-host: " + slots.lastError());
+        if (!exchange.lastError().empty()) say("kandor-host: " + exchange.lastError());
         return kExitFailed;
     }
     return kExitOk;
@@ -248,10 +277,10 @@ int runGet(const Options& options) {
     if (!store) return kExitFailed;
     StderrPrompter prompter;
     RecordList list;
-    ExchangeSlots slots(*store, std::string(kExchangeApp), options.section, list, prompter);
+    ExchangeSlots exchange(*store, std::string(kExchangeApp), options.section, list, prompter);
     IesRecord record;
     std::string error;
-    const int status = slots.readSlot(options.slot, record, error);
+    const int status = exchange.readSlot(options.slot, record, error);
     if (status == -1) {
         say("kandor-host: slot " + plainInt(options.slot, true) + " of section '" +
             options.section + "' is empty.");
@@ -330,6 +359,37 @@ int runRecv(const Options& options) {
     return std::fflush(stdout) == 0 ? kExitOk : kExitFailed;
 }
 
+int runEditCommand(int argc, char** argv, const Options& options) {
+    if (options.positional.size() != 1) return usageError("edit needs exactly one LM-63 file");
+    hostedit::EditOptions edit;
+    edit.file = options.positional.front();
+    edit.child = options.child;
+    edit.copy = options.copy;
+    edit.force = options.force;
+    if (options.section != kDefaultSection) edit.section = options.section;
+    if (options.timeout) edit.startSeconds = *options.timeout;
+    edit.toolPath = options.tool;
+    if (edit.toolPath.empty()) {
+        std::error_code ec;
+        const auto self = std::filesystem::read_symlink("/proc/self/exe", ec);
+        edit.toolPath = (ec ? std::filesystem::path("kandorpe") : self.parent_path() / "kandorpe");
+    }
+    const char* display = std::getenv("DISPLAY");
+    const char* wayland = std::getenv("WAYLAND_DISPLAY");
+    const char* platform = std::getenv("QT_QPA_PLATFORM");
+    if ((!display || !*display) && (!wayland || !*wayland) && (!platform || !*platform)) {
+        say("kandor-host: no display to show the editor on (DISPLAY is not set); run it inside "
+            "a desktop session, or under xvfb-run -a to try it without one.");
+        return kExitFailed;
+    }
+    if (edit.child) {
+        QApplication app(argc, argv);
+        return hostedit::runEdit(edit);
+    }
+    QCoreApplication app(argc, argv);
+    return hostedit::runEdit(edit);
+}
+
 int run(int argc, char** argv) {
     if (argc < 2) return usageError("no command given");
     Options options;
@@ -343,6 +403,7 @@ int run(int argc, char** argv) {
     if (options.command == "get") return runGet(options);
     if (options.command == "send") return runSend(options);
     if (options.command == "recv") return runRecv(options);
+    if (options.command == "edit") return runEditCommand(argc, argv, options);
     return usageError("unknown command '" + options.command + "'");
 }
 

@@ -1,0 +1,182 @@
+// kandor-host edit: how it saves a user's file, and a whole editing session in a real X
+// server with a user typing into the editor.
+
+#include "tools/hostedit.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+
+#include "core/iesreader.h"
+#include "host/sqlitesettingsstore.h"
+#include "support/scriptedprompter.h"
+
+namespace kandor::hostedit {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string readBytes(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+IesRecord readRecord(const std::string& bytes, int* status = nullptr) {
+    const std::string text = normaliseLineEnds(bytes);
+    IesRecord record;
+    IesReader reader;
+    const int s = reader.ParseIes(record, text, false, text);
+    if (status) *status = s;
+    return record;
+}
+
+fs::path freshFolder(const std::string& name) {
+    const fs::path dir = fs::temp_directory_path() / ("kandor-hostedit-" + name);
+    fs::remove_all(dir);
+    fs::create_directories(dir);
+    return dir;
+}
+
+TEST(HostEdit, CommandsMapToWhatTheHostDoes) {
+    struct Case {
+        const char* command;
+        EditorRequest request;
+        bool closing;
+    };
+    const Case cases[] = {
+        {"SendUpdatedDataClose*,KandorPE,7", EditorRequest::SaveFile, true},
+        {"SendUpdatedDataClose,KandorPE,7", EditorRequest::SaveFile, true},
+        {"SendUpdatedData*,KandorPE,7", EditorRequest::SaveFile, false},
+        {"SendNewDataClose*,KandorPE,7", EditorRequest::SaveCopy, true},
+        {"SendNewData*,KandorPE,7", EditorRequest::SaveCopy, false},
+        {"ReturnClose,KandorPE,7", EditorRequest::Close, true},
+        {"CloseRemove,KandorPE,7", EditorRequest::Close, true},
+        {"Echo", EditorRequest::None, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.command);
+        const ParsedCommand parsed = parseEditorCommand(c.command);
+        EXPECT_EQ(parsed.request, c.request);
+        EXPECT_EQ(parsed.closing, c.closing);
+    }
+    EXPECT_EQ(copyPathFor("/data/lamps/a.ies"), fs::path("/data/lamps/Copy_a.ies"));
+}
+
+TEST(HostEdit, SavedTextReadsBackToTheSameValuesOnEveryCorpusFile) {
+    for (const auto& entry : fs::directory_iterator(KANDOR_CORPUS_DIR)) {
+        if (entry.path().extension() != ".ies") continue;
+        SCOPED_TRACE(entry.path().filename().string());
+        const std::string bytes = readBytes(entry.path());
+        int status = 0;
+        const IesRecord original = readRecord(bytes, &status);
+        if (status == kParseUnusable) continue;
+        IesRecord handedBack = original;
+        // What the editor's transfer does to the format line, as the slot hands it back.
+        if (!handedBack.Keywords.empty() && handedBack.Keywords(1).starts_with("IESNA"))
+            handedBack.Keywords(1) += "\r\n";
+        testing::ScriptedPrompter prompter;
+        const bool lfOnly = bytes.find('\r') == std::string::npos;
+        const std::string saved = composeForFile(handedBack, lfOnly, prompter);
+        EXPECT_TRUE(prompter.calls().empty());
+        EXPECT_EQ(saved.find('\r') == std::string::npos, lfOnly);
+        IesRecord again = readRecord(saved);
+        // The header's numbers are written with seven significant digits, as the format's
+        // writer always has; a file that spelled one with more comes back within a float ulp.
+        EXPECT_FLOAT_EQ(again.OtherData.multiplier, original.OtherData.multiplier);
+        again.OtherData.multiplier = original.OtherData.multiplier;
+        EXPECT_EQ(again.OtherData, original.OtherData);
+        EXPECT_EQ(again.VertAngles, original.VertAngles);
+        EXPECT_EQ(again.HorAngles, original.HorAngles);
+        EXPECT_EQ(again.Candela, original.Candela);
+        EXPECT_EQ(again.TiltData, original.TiltData);
+    }
+}
+
+TEST(HostEdit, RoundingOfLongCandelaValuesIsReported) {
+    const std::string text =
+        "IESNA:LM-63-1995\r\n[TEST] x\r\nTILT=NONE\r\n1 1000 1 2 1 1 2 0 0 0\r\n1 1 10\r\n"
+        "0 90\r\n0\r\n100.12345 50.5\r\n";
+    const IesRecord record = readRecord(text);
+    const RoundingReport report = candelaRounding(text, record);
+    EXPECT_EQ(report.count, 1);
+    EXPECT_NEAR(report.maxChange, 0.00045, 1e-9);
+}
+
+TEST(HostEdit, SavingReplacesTheFileWholeAndKeepsItsPermissions) {
+    const fs::path dir = freshFolder("save");
+    const fs::path file = dir / "a.ies";
+    std::ofstream(file) << "old";
+    ::chmod(file.c_str(), 0640);
+    std::string error;
+    ASSERT_TRUE(saveAtomically(file, "new text", error)) << error;
+    EXPECT_EQ(readBytes(file), "new text");
+    struct stat info;
+    ASSERT_EQ(::stat(file.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0640u);
+    // No temporary file is left beside it.
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1);
+
+    EXPECT_FALSE(saveAtomically(dir / "missing" / "b.ies", "x", error));
+    EXPECT_NE(error.find("missing"), std::string::npos);
+}
+
+// A real session: the stand-in host, the editor, an X server, and a user typing.
+class EditSession : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(EditSession, TypedLampCountReachesTheFileAndNothingElseChanges) {
+    if (std::system("command -v xvfb-run >/dev/null && command -v xdotool >/dev/null") != 0)
+        GTEST_SKIP() << "xvfb-run and xdotool are needed";
+    const std::string mode = GetParam();
+    const fs::path dir = freshFolder(mode.empty() ? "session" : "session-child");
+    const fs::path file = dir / "f.ies";
+    fs::copy_file(fs::path(KANDOR_CORPUS_DIR) / "unity-1-bega-6339.ies", file);
+    fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+    const std::string original = readBytes(file);
+    const fs::path store = dir / "settings.sqlite3";
+    {
+        std::string error;
+        auto settings = SqliteSettingsStore::open(store.string(), error);
+        ASSERT_TRUE(settings) << error;
+        // Only the typed value may change: lamp edits leave the multiplier alone.
+        settings->save("Lumivex32", "Kandor", "ChangingLamp", "ChangesNothing");
+    }
+    const std::string command = "LUMIVEX_SETTINGS_DB='" + store.string() +
+                                "' timeout 120 xvfb-run -a -s '-screen 0 1600x1200x24' '" +
+                                std::string(KANDOR_SOURCE_DIR) + "/tests/tools/edit_session.sh' '" +
+                                std::string(KANDOR_BIN_DIR) + "' '" + file.string() + "' 3 " +
+                                mode + " > '" + (dir / "log").string() + "' 2>&1";
+    std::system(command.c_str());
+    const std::string log = readBytes(dir / "log");
+    EXPECT_NE(log.find("host-exit=0"), std::string::npos)
+        << log << readBytes(file.string() + ".err");
+    if (!mode.empty()) {
+        EXPECT_NE(log.find("embedded=yes"), std::string::npos) << log;
+    }
+
+    EXPECT_EQ(readBytes(file.string() + ".bak"), original);
+    const IesRecord before = readRecord(original);
+    const IesRecord after = readRecord(readBytes(file));
+    EXPECT_EQ(after.OtherData.numLamps, 3);
+    IesRecord expected = before;
+    expected.OtherData.numLamps = 3;
+    EXPECT_EQ(after.OtherData, expected.OtherData);
+    EXPECT_EQ(after.Keywords, before.Keywords);
+    EXPECT_EQ(after.VertAngles, before.VertAngles);
+    EXPECT_EQ(after.HorAngles, before.HorAngles);
+    EXPECT_EQ(after.Candela, before.Candela);
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, EditSession, ::testing::Values("", "--child"), [](const auto& row) {
+    return std::string(row.param).empty() ? "Window" : "Child";
+});
+
+}  // namespace
+}  // namespace kandor::hostedit
