@@ -148,7 +148,7 @@ TEST_P(EditSession, TypedLampCountReachesTheFileAndNothingElseChanges) {
         // Only the typed value may change: lamp edits leave the multiplier alone.
         settings->save("Lumivex32", "Kandor", "ChangingLamp", "ChangesNothing");
     }
-    const std::string command = "LUMIVEX_SETTINGS_DB='" + store.string() +
+    const std::string command = "env -u QT_QPA_PLATFORM LUMIVEX_SETTINGS_DB='" + store.string() +
                                 "' timeout 120 xvfb-run -a -s '-screen 0 1600x1200x24' '" +
                                 std::string(KANDOR_SOURCE_DIR) + "/tests/tools/edit_session.sh' '" +
                                 std::string(KANDOR_BIN_DIR) + "' '" + file.string() + "' 3 " +
