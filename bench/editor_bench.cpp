@@ -6,6 +6,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "qtbenchmain.h"
+
 #include <QApplication>
 #include <QImage>
 #include <QLineEdit>
@@ -153,12 +155,5 @@ BENCHMARK(BM_PlotRedraw1000_NearField721x1441)->Unit(benchmark::kMillisecond);
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", QByteArrayLiteral("offscreen"));
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return runWidgetBenchmarks(argc, argv);
 }

@@ -5,6 +5,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "qtbenchmain.h"
+
 #include <QApplication>
 #include <QPushButton>
 #include <QTabWidget>
@@ -111,10 +113,5 @@ BENCHMARK(BM_PreviewOk)->Arg(0)->Arg(3)->Unit(benchmark::kMillisecond)->MinTime(
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (std::getenv("QT_QPA_PLATFORM") == nullptr) setenv("QT_QPA_PLATFORM", "offscreen", 1);
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return runWidgetBenchmarks(argc, argv);
 }

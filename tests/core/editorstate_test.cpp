@@ -72,10 +72,6 @@ TEST(EditorTransfer, EveryCorpusRecordComesBackAsItWent) {
         EXPECT_EQ(back.HorAngles, expected.HorAngles);
         EXPECT_EQ(back.Candela, expected.Candela);
         EXPECT_EQ(back, expected);
-        // The keyword text is what the save-time check reads: CRLF throughout.
-        EXPECT_EQ(form.keyRtb.find('\n') == std::string::npos ||
-                      form.keyRtb.find("\r\n") != std::string::npos,
-                  true);
     }
 }
 

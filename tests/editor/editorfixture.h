@@ -35,6 +35,16 @@ class NoHelp final : public HelpOpener {
     bool openTopic(int) override { return true; }
 };
 
+// Keeps the topics asked for, in order.
+class RecordingHelp final : public HelpOpener {
+  public:
+    bool openTopic(int topic) override {
+        topics.push_back(topic);
+        return true;
+    }
+    std::vector<int> topics;
+};
+
 // Two lamps of 1000 lm, multiplier 1; vertical angles 0, 45, 90 and horizontal 0, 90, the
 // value of plane h at vertical index v being 100 * h + 10 * v. Type 2 keeps the same values
 // with vertical angles -90, 0, 90.

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "dialogs/dlgwarn.h"
+#include "editorfixture.h"
 #include "host/exchange.h"
 #include "host/samplerecord.h"
 #include "host/sqlitesettingsstore.h"
@@ -27,16 +28,8 @@
 namespace kandor {
 namespace {
 
+using testing::RecordingHelp;
 using testing::ScriptedPrompter;
-
-class RecordingHelp final : public HelpOpener {
-  public:
-    bool openTopic(int topic) override {
-        topics.push_back(topic);
-        return true;
-    }
-    std::vector<int> topics;
-};
 
 class FrmEditTest : public ::testing::Test {
   protected:

@@ -22,6 +22,7 @@
 #include "dialogs/frmabout.h"
 #include "editor/frmedit.h"
 #include "editor/helpopener.h"
+#include "editorfixture.h"
 #include "host/samplerecord.h"
 #include "host/sqlitesettingsstore.h"
 #include "support/scriptedprompter.h"
@@ -29,16 +30,8 @@
 namespace kandor {
 namespace {
 
+using testing::RecordingHelp;
 using testing::ScriptedPrompter;
-
-class RecordingHelp final : public HelpOpener {
-  public:
-    bool openTopic(int topic) override {
-        topics.push_back(topic);
-        return true;
-    }
-    std::vector<int> topics;
-};
 
 class SettingsDialog : public ::testing::Test {
   protected:
