@@ -237,16 +237,10 @@ bool SaveData(const EditorState& form, IesRecord& record, Prompter& prompter) {
 }
 
 bool Backup(const IesRecord& record, IesRecord& backup, Prompter& prompter) {
-    std::string_view step = transfer_text::kStepRedimBackup;
+    // The whole record is kept, not only the members the editor shows: Cancel and Undo must
+    // give the host back exactly what it sent. One copy does it; the step only names it.
+    const std::string_view step = transfer_text::kStepTransferValues;
     try {
-        // The whole record is kept, not only the members the editor shows: Cancel and Undo
-        // must give the host back exactly what it sent.
-        step = transfer_text::kStepBackupKeywords;
-        backup.Keywords = record.Keywords;
-        backup.Filename = record.Filename;
-        step = transfer_text::kStepRedimUnits;
-        backup.OtherData = record.OtherData;
-        step = transfer_text::kStepTransferValues;
         backup = record;
         return true;
     } catch (...) {
