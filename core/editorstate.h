@@ -40,9 +40,6 @@ inline constexpr std::string_view kSaveDataFailed = "Error in SaveData";
 // Backup: this, the step, then kBackupExiting with no blank between them.
 inline constexpr std::string_view kBackupFailed = "gsbSaveData, failure at: ";
 inline constexpr std::string_view kBackupExiting = "exiting...";
-inline constexpr std::string_view kStepRedimBackup = "redim of backup file";
-inline constexpr std::string_view kStepBackupKeywords = "backup of keywords transfer";
-inline constexpr std::string_view kStepRedimUnits = "redim of units.";
 inline constexpr std::string_view kStepTransferValues = "transfer of values.";
 }  // namespace transfer_text
 
