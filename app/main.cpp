@@ -1,6 +1,8 @@
 // kandorpe: the photometric editor. Started by the host with its six-field command line, or
 // without one on the built-in sample record.
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -11,8 +13,10 @@
 #include "core/iesrecord.h"
 #include "core/runtimefault.h"
 #include "editor/frmedit.h"
+#include "editor/guardedapplication.h"
 #include "editor/helpopener.h"
 #include "editor/qtprompter.h"
+#include "fileedit/fileedit.h"
 #include "host/channel.h"
 #include "host/sqlitesettingsstore.h"
 #include "host/startup.h"
@@ -39,7 +43,7 @@ int main(int argc, char** argv) {
             stderr);
         return 2;
     }
-    QApplication app(argc, argv);
+    GuardedApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("KandorPE"));
     QApplication::setDesktopFileName(QStringLiteral("kandorpe"));
 
@@ -52,6 +56,7 @@ int main(int argc, char** argv) {
     }
 
     QtPrompter prompter;
+    app.report = [&prompter](const std::string& text) { prompter.tell(text); };
     std::string storeError;
     std::unique_ptr<SettingsStore> store = openUserSettingsStore(storeError);
     if (!store) {
@@ -67,6 +72,12 @@ int main(int argc, char** argv) {
 
     EditCore* core = nullptr;
     EditorContext context{*store, state, list, prompter, help, {}, {}, parsed.hostWindow};
+    // Started by kandor-host edit for a file: a person at the desktop, not a host, owns it.
+    if (const char* file = std::getenv(fileedit::kEditFileVariable);
+        file && *file && parsed.hostWindow != 0) {
+        context.editedFile = file;
+        context.hostProcess = static_cast<std::int64_t>(::getppid());
+    }
     if (parsed.hostWindow != 0) {
         context.sendCommand = [&core, &state](std::string_view command) {
             if (core) core->channel().SendCommand(state.outgoingKey, "", command);

@@ -23,7 +23,12 @@
 #include <QVBoxLayout>
 #include <QWindow>
 
+#include <signal.h>
+#include <unistd.h>
 #include <xcb/xcb.h>
+
+#include <cstdio>
+#include <cstdlib>
 
 #include "core/runtimefault.h"
 #include "dialogs/dlgpreview.h"
@@ -32,6 +37,8 @@
 #include "dialogs/frmabout.h"
 #include "editor/gridmodels.h"
 #include "editor/keywordedit.h"
+#include "fileio/lm63file.h"
+#include "fileio/safesave.h"
 #include "host/exchange.h"
 
 namespace kandor {
@@ -42,7 +49,8 @@ QString qs(std::string_view text) {
     return QString::fromUtf8(text.data(), static_cast<int>(text.size()));
 }
 
-// How often an embedded editor checks that the host's window is still there.
+// How often an embedded editor checks that the host's window is still there, and an editor in
+// file mode that the process handing its file back is.
 constexpr int kHostWatchMs = 500;
 
 // True while the X11 window exists. Without an X11 connection nothing can be checked, and the
@@ -100,6 +108,8 @@ frmEdit::frmEdit(EditorContext context, QWidget* parent)
     warn_ = new dlgWarn(this);
     hostWatch_.setInterval(kHostWatchMs);
     connect(&hostWatch_, &QTimer::timeout, this, [this] { watchHost(); });
+    hostProcessWatch_.setInterval(kHostWatchMs);
+    connect(&hostProcessWatch_, &QTimer::timeout, this, [this] { watchHostProcess(); });
 
     for (QTableView* view : {lmpGridTiltMultiplier, phoGridVert, phoGridHorz, cdaGridCd})
         if (view) view->installEventFilter(this);
@@ -202,6 +212,7 @@ void frmEdit::loadForm() {
     loaded_ = true;
     loadDialogs();
     embedInHost();
+    if (ctx_.hostProcess > 0 && !ctx_.editedFile.empty()) hostProcessWatch_.start();
     loadingFlag_ = false;
     startupFlag_ = false;
 }
@@ -218,6 +229,7 @@ void frmEdit::backupRecord() {
 
 void frmEdit::loadData() {
     fillFromRecord();
+    markClean();
 }
 
 void frmEdit::applySettings(const UserSettings& settings) {
@@ -271,6 +283,7 @@ void frmEdit::unload() {
     if (unloading_) return;
     unloading_ = true;
     hostWatch_.stop();
+    hostProcessWatch_.stop();
     // The warnings, preview and settings dialogs go with the form.
     for (QDialog* d : findChildren<QDialog*>())
         d->hide();
@@ -331,7 +344,93 @@ void frmEdit::watchHost() {
     unload();
 }
 
+void frmEdit::watchHostProcess() {
+    // A host that ends leaves its child to another parent.
+    if (::getppid() == static_cast<pid_t>(ctx_.hostProcess)) return;
+    hostProcessGone();
+}
+
+void frmEdit::hostProcessGone() {
+    hostProcessWatch_.stop();
+    if (unloading_) return;
+    const std::string name = fileTitle(ctx_.editedFile);
+    if (!hasUnsavedEdits()) {
+        std::fprintf(stderr,
+                     "kandorpe: the program that opened %s has ended; nothing was left "
+                     "unsaved.\n",
+                     ctx_.editedFile.c_str());
+        unload();
+        return;
+    }
+    std::string text;
+    try {
+        SilentPrompter quiet;
+        text = fileio::composeForFile(recordFromForm(), false, quiet);
+    } catch (...) {
+        text.clear();
+    }
+    if (text.empty()) {
+        // Nothing can be written; the window stays, so that the user can still copy values.
+        ctx_.prompter.tell("The program that opened " + name +
+                           " has ended, and your changes cannot be written as an LM-63 text. "
+                           "The editor stays open; nothing you do in it can be saved.");
+        return;
+    }
+    std::string error;
+    std::filesystem::path kept = fileio::recoveryPathFor(ctx_.editedFile);
+    if (!fileio::writeNewFile(kept, text, error)) {
+        const char* home = std::getenv("HOME");
+        std::string second;
+        kept = fileio::recoveryPathFor(std::filesystem::path(home && *home ? home : "/tmp") / name);
+        if (!fileio::writeNewFile(kept, text, second)) {
+            ctx_.prompter.tell("The program that opened " + name +
+                               " has ended, and your changes could not be kept (" + error + "; " +
+                               second + "). The editor stays open.");
+            return;
+        }
+    }
+    std::fprintf(stderr,
+                 "kandorpe: the program that opened %s has ended; the changes were "
+                 "kept in %s\n",
+                 ctx_.editedFile.c_str(), kept.c_str());
+    ctx_.prompter.tell("The program that opened " + name +
+                       " has ended. Your changes were kept in " + kept.string() + ".");
+    unload();
+}
+
 // ---- Transfer ----
+
+IesRecord frmEdit::recordFromForm() {
+    collectState();
+    IesRecord r = record();
+    SilentPrompter quiet;
+    SaveData(state_, r, quiet);
+    return r;
+}
+
+void frmEdit::markClean() {
+    try {
+        cleanRecord_ = recordFromForm();
+    } catch (...) {
+        cleanRecord_ = record();
+    }
+}
+
+bool frmEdit::hasUnsavedEdits() {
+    try {
+        return recordFromForm() != cleanRecord_;
+    } catch (...) {
+        return true;
+    }
+}
+
+bool frmEdit::mayDiscardEdits() {
+    if (ctx_.editedFile.empty() || !hasUnsavedEdits()) return true;
+    const std::string question = std::string(editor_text::kDiscardLead) +
+                                 fileTitle(ctx_.editedFile) +
+                                 std::string(editor_text::kDiscardTail);
+    return ctx_.prompter.ask(question, "KandorPE", PromptButtons::YesNo) == PromptAnswer::Yes;
+}
 
 IesRecord& frmEdit::record() {
     return ctx_.list(1);
@@ -464,11 +563,13 @@ void frmEdit::cmdRefresh_Click() {
 }
 
 void frmEdit::escapePressed() {
+    if (!mayDiscardEdits()) return;
     send(editor_text::kReturnClose, true);
 }
 
 void frmEdit::cmdCancel_Click() {
     using namespace editor_text;
+    if (!mayDiscardEdits()) return;
     if (!refreshed_) {
         send(kCloseRemove, false);
         unload();
@@ -499,6 +600,7 @@ void frmEdit::cmdUndo_Click() {
     if (answer != PromptAnswer::Yes) return;
     Restore(backup_, record());
     fillFromRecord();
+    markClean();
     if (!ctx_.sendCommand) return;
     send(writeSlot1() ? kSendUpdatedData : kReturnClose, false);
 }
@@ -543,8 +645,17 @@ void frmEdit::cmdSettings_Click() {
 }
 
 void frmEdit::cmdPreview_Click() {
-    loadDialogs();
-    preview_->showPreview();
+    // The check before the preview opens traps nothing of its own: a record whose counts
+    // disagree with its arrays (a forced parse, a damaged exchange) faults there.
+    try {
+        loadDialogs();
+        preview_->showPreview();
+    } catch (...) {
+        const RuntimeFault fault = currentFault();
+        if (preview_ && preview_->isVisible()) preview_->hide();
+        ctx_.prompter.tell(std::string(editor_text::kCouldNotPreview) +
+                           std::to_string(fault.number()) + ": " + fault.description());
+    }
 }
 
 void frmEdit::cmdAbout_Click() {

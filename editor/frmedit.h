@@ -77,6 +77,12 @@ struct EditorContext {
     std::function<void()> endProgram;
     // The host's window (command-line field 1): 0 without a host.
     std::int64_t hostWindow = 0;
+    // File mode: the file a person at the desktop edits (kandor-host edit, kandorpe FILE);
+    // empty under a host application, which owns every question about its data.
+    std::string editedFile{};
+    // The process that hands the file back; when it is gone, the edits are kept in a recovery
+    // file. 0: nothing to watch (the file is handed back within this process).
+    std::int64_t hostProcess = 0;
 };
 
 // Help topics by tab.
@@ -93,6 +99,7 @@ inline constexpr std::string_view kCancelTitle = "Edit";
 inline constexpr std::string_view kUndoQuestion = "Undo changes?";
 inline constexpr std::string_view kUndoTitle = "Data has changed";
 inline constexpr std::string_view kCouldNotSave = "error, could not save data. ";
+inline constexpr std::string_view kCouldNotPreview = "error, could not show the preview. ";
 inline constexpr std::string_view kCopyPrefix = "Copy_";
 inline constexpr std::string_view kSendUpdatedDataClose = "SendUpdatedDataClose*,";
 inline constexpr std::string_view kSendNewDataClose = "SendNewDataClose*,";
@@ -101,6 +108,8 @@ inline constexpr std::string_view kSendNewData = "SendNewData*,";
 inline constexpr std::string_view kSendUpdatedDataCloseNoStar = "SendUpdatedDataClose,";
 inline constexpr std::string_view kCloseRemove = "CloseRemove,";
 inline constexpr std::string_view kReturnClose = "ReturnClose,";
+inline constexpr std::string_view kDiscardLead = "Discard your changes to ";
+inline constexpr std::string_view kDiscardTail = "?";
 inline constexpr std::string_view kNoChildMode =
     "Child mode is not available on this display; the editor stays a window of its own.";
 }  // namespace editor_text
@@ -165,6 +174,11 @@ class frmEdit final : public QDialog, public EditorForm {
     dlgPreview* previewDialog() const { return preview_; }
     const EditorContext& context() const { return ctx_; }
     bool refreshed() const { return refreshed_; }
+    // True when the form differs from the record as it arrived (or as Undo brought it back).
+    bool hasUnsavedEdits();
+    // File mode: the program that hands the file back has ended. The edits, if any, are kept
+    // as LM-63 text beside the file (or in the home folder) and the tool ends.
+    void hostProcessGone();
     bool embedded() const { return embedded_; }
 
     // The "ChangingLamp" index as the settings dialog's combo shows it now (-1 for none).
@@ -233,7 +247,15 @@ class frmEdit final : public QDialog, public EditorForm {
     std::string prepareHandBack(bool closing);
     void embedInHost();
     void watchHost();
+    void watchHostProcess();
     void finishUnload();
+    // The record the form would hand back now, without touching the record being edited.
+    IesRecord recordFromForm();
+    // Remembers the form as it is now as the state without edits.
+    void markClean();
+    // File mode: asks before edits that were never handed back are dropped; false keeps the
+    // window open.
+    bool mayDiscardEdits();
 
     EditorContext ctx_;
     EditorState state_;
@@ -250,6 +272,8 @@ class frmEdit final : public QDialog, public EditorForm {
     int changingLamp_ = 0;  // the "ChangingLamp" index while no settings dialog is loaded
     QWindow* hostWindow_ = nullptr;
     QTimer hostWatch_;
+    QTimer hostProcessWatch_;
+    IesRecord cleanRecord_;  // recordFromForm() right after the record arrived
 
     // Shared controls
     QTabWidget* SSTab1 = nullptr;

@@ -27,7 +27,7 @@
 #include "core/saveies.h"
 #include "host/exchange.h"
 #include "host/sqlitesettingsstore.h"
-#include "tools/hostedit.h"
+#include "fileedit/fileedit.h"
 
 namespace {
 
@@ -361,7 +361,7 @@ int runRecv(const Options& options) {
 
 int runEditCommand(int argc, char** argv, const Options& options) {
     if (options.positional.size() != 1) return usageError("edit needs exactly one LM-63 file");
-    hostedit::EditOptions edit;
+    fileedit::EditOptions edit;
     edit.file = options.positional.front();
     edit.child = options.child;
     edit.copy = options.copy;
@@ -382,12 +382,10 @@ int runEditCommand(int argc, char** argv, const Options& options) {
             "a desktop session, or under xvfb-run -a to try it without one.");
         return kExitFailed;
     }
-    if (edit.child) {
-        QApplication app(argc, argv);
-        return hostedit::runEdit(edit);
-    }
-    QCoreApplication app(argc, argv);
-    return hostedit::runEdit(edit);
+    // A real application: a save that fails, or a file changed behind the editor's back, is
+    // told in a message box.
+    QApplication app(argc, argv);
+    return fileedit::runEdit(edit);
 }
 
 int run(int argc, char** argv) {

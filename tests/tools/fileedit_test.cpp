@@ -1,7 +1,7 @@
 // kandor-host edit: how it saves a user's file, and a whole editing session in a real X
 // server with a user typing into the editor.
 
-#include "tools/hostedit.h"
+#include "fileedit/fileedit.h"
 
 #include <gtest/gtest.h>
 
@@ -16,10 +16,11 @@
 #include <string>
 
 #include "core/iesreader.h"
+#include "fileio/lm63file.h"
 #include "host/sqlitesettingsstore.h"
 #include "support/scriptedprompter.h"
 
-namespace kandor::hostedit {
+namespace kandor::fileedit {
 namespace {
 
 namespace fs = std::filesystem;
@@ -39,7 +40,7 @@ IesRecord readRecord(const std::string& bytes, int* status = nullptr) {
 }
 
 fs::path freshFolder(const std::string& name) {
-    const fs::path dir = fs::temp_directory_path() / ("kandor-hostedit-" + name);
+    const fs::path dir = fs::temp_directory_path() / ("kandor-fileedit-" + name);
     fs::remove_all(dir);
     fs::create_directories(dir);
     return dir;
@@ -67,7 +68,7 @@ TEST(HostEdit, CommandsMapToWhatTheHostDoes) {
         EXPECT_EQ(parsed.request, c.request);
         EXPECT_EQ(parsed.closing, c.closing);
     }
-    EXPECT_EQ(copyPathFor("/data/lamps/a.ies"), fs::path("/data/lamps/Copy_a.ies"));
+    EXPECT_EQ(fileio::copyPathFor("/data/lamps/a.ies"), fs::path("/data/lamps/Copy_a.ies"));
 }
 
 TEST(HostEdit, SavedTextReadsBackToTheSameValuesOnEveryCorpusFile) {
@@ -84,7 +85,7 @@ TEST(HostEdit, SavedTextReadsBackToTheSameValuesOnEveryCorpusFile) {
             handedBack.Keywords(1) += "\r\n";
         testing::ScriptedPrompter prompter;
         const bool lfOnly = bytes.find('\r') == std::string::npos;
-        const std::string saved = composeForFile(handedBack, lfOnly, prompter);
+        const std::string saved = fileio::composeForFile(handedBack, lfOnly, prompter);
         EXPECT_TRUE(prompter.calls().empty());
         EXPECT_EQ(saved.find('\r') == std::string::npos, lfOnly);
         IesRecord again = readRecord(saved);
@@ -105,27 +106,84 @@ TEST(HostEdit, RoundingOfLongCandelaValuesIsReported) {
         "IESNA:LM-63-1995\r\n[TEST] x\r\nTILT=NONE\r\n1 1000 1 2 1 1 2 0 0 0\r\n1 1 10\r\n"
         "0 90\r\n0\r\n100.12345 50.5\r\n";
     const IesRecord record = readRecord(text);
-    const RoundingReport report = candelaRounding(text, record);
+    const fileio::RoundingReport report = fileio::candelaRounding(text, record);
     EXPECT_EQ(report.count, 1);
     EXPECT_NEAR(report.maxChange, 0.00045, 1e-9);
 }
 
-TEST(HostEdit, SavingReplacesTheFileWholeAndKeepsItsPermissions) {
-    const fs::path dir = freshFolder("save");
-    const fs::path file = dir / "a.ies";
-    std::ofstream(file) << "old";
-    ::chmod(file.c_str(), 0640);
-    std::string error;
-    ASSERT_TRUE(saveAtomically(file, "new text", error)) << error;
-    EXPECT_EQ(readBytes(file), "new text");
-    struct stat info;
-    ASSERT_EQ(::stat(file.c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0640u);
-    // No temporary file is left beside it.
-    EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1);
+// What the editor's transfer does to an untouched record on its way back through slot 1.
+IesRecord asHandedBack(IesRecord record) {
+    if (!record.Keywords.empty() && record.Keywords(1).starts_with("IESNA"))
+        record.Keywords(1) += "\r\n";
+    return record;
+}
 
-    EXPECT_FALSE(saveAtomically(dir / "missing" / "b.ies", "x", error));
-    EXPECT_NE(error.find("missing"), std::string::npos);
+TEST(EditedFile, WritesOnlyChangesAndAsksBeforeOverwritingAnotherProgramsVersion) {
+    const fs::path dir = freshFolder("edited");
+    const fs::path file = dir / "f.ies";
+    fs::copy_file(fs::path(KANDOR_CORPUS_DIR) / "unity-1-bega-6339.ies", file);
+    const fileio::ReadResult read = fileio::readForEditing(file);
+    ASSERT_TRUE(read.ok);
+    const IesRecord original = readRecord(read.bytes);
+    testing::ScriptedPrompter prompter;
+    EditedFile edited(file, read.bytes, read.snapshot, original, prompter);
+
+    // OK on an untouched record leaves the file byte for byte, without a backup.
+    const auto stamp = fs::last_write_time(file);
+    ASSERT_TRUE(edited.saveRecord(asHandedBack(original)));
+    EXPECT_EQ(readBytes(file), read.bytes);
+    EXPECT_EQ(fs::last_write_time(file), stamp);
+    EXPECT_FALSE(fs::exists(file.string() + ".bak"));
+
+    IesRecord changed = asHandedBack(original);
+    changed.OtherData.numLamps = 3;
+    ASSERT_TRUE(edited.saveRecord(changed));
+    EXPECT_EQ(readRecord(readBytes(file)).OtherData.numLamps, 3);
+    EXPECT_EQ(readBytes(file.string() + ".bak"), read.bytes);
+
+    // Another program writes the file; the next save asks, and No keeps its version.
+    std::ofstream(file, std::ios::binary) << "another program's text";
+    changed.OtherData.numLamps = 4;
+    prompter.queue(PromptAnswer::No);
+    EXPECT_FALSE(edited.saveRecord(changed));
+    EXPECT_EQ(prompter.last().text,
+              file.string() + " was changed by another program since it was opened. Overwrite it?");
+    EXPECT_EQ(readBytes(file), "another program's text");
+    prompter.queue(PromptAnswer::Yes);
+    EXPECT_TRUE(edited.saveRecord(changed));
+    EXPECT_EQ(readRecord(readBytes(file)).OtherData.numLamps, 4);
+    EXPECT_TRUE(prompter.pending() == 0);
+}
+
+TEST(EditedFile, FailuresAreToldAndAFileHeldElsewhereIsOnlyCopied) {
+    const fs::path dir = freshFolder("failures");
+    const fs::path file = dir / "sub" / "f.ies";
+    fs::create_directories(file.parent_path());
+    fs::copy_file(fs::path(KANDOR_CORPUS_DIR) / "unity-1-bega-6339.ies", file);
+    const fileio::ReadResult read = fileio::readForEditing(file);
+    IesRecord record = asHandedBack(readRecord(read.bytes));
+    record.OtherData.numLamps = 5;
+    testing::ScriptedPrompter prompter;
+    EditedFile edited(file, read.bytes, read.snapshot, readRecord(read.bytes), prompter);
+
+    edited.setHeldElsewhere("process 42");
+    EXPECT_FALSE(edited.saveRecord(record));
+    EXPECT_NE(prompter.last().text.find("cannot save over it"), std::string::npos);
+    EXPECT_EQ(readBytes(file), read.bytes);
+    ASSERT_TRUE(edited.saveCopy(record));
+    // A copy that exists already gets its own backup before a new session writes over it.
+    EditedFile again(file, read.bytes, read.snapshot, readRecord(read.bytes), prompter);
+    record.OtherData.numLamps = 6;
+    ASSERT_TRUE(again.saveCopy(record));
+    const fs::path copy = file.parent_path() / "Copy_f.ies";
+    EXPECT_EQ(readRecord(readBytes(copy)).OtherData.numLamps, 6);
+    EXPECT_EQ(readRecord(readBytes(copy.string() + ".bak")).OtherData.numLamps, 5);
+
+    // The folder is gone: the user is told why, and the data stay with the editor.
+    fs::rename(file.parent_path(), dir / "moved");
+    EXPECT_FALSE(again.saveRecord(record));
+    EXPECT_NE(prompter.last().text.find("could not be saved"), std::string::npos);
+    EXPECT_NE(prompter.last().text.find("Your changes are still in the editor"), std::string::npos);
 }
 
 // A real session: the stand-in host, the editor, an X server, and a user typing.
@@ -179,4 +237,4 @@ INSTANTIATE_TEST_SUITE_P(Modes, EditSession, ::testing::Values("", "--child"), [
 });
 
 }  // namespace
-}  // namespace kandor::hostedit
+}  // namespace kandor::fileedit
