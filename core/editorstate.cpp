@@ -159,6 +159,7 @@ bool Fill(const IesRecord& record, EditorState& form, Prompter& prompter) {
             for (int v = 1; v <= numVert; ++v)
                 form.candela(h, v) = record.Candela(h, reversed ? numVert - v + 1 : v);
         form.maxCandela = maxCandelaOf(form.candela);
+        form.candelaText.clear();
         form.dataShown = true;
         return true;
     } catch (...) {

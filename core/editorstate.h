@@ -58,6 +58,10 @@ struct EditorState : ValidationInput {
     std::vector<KeywordRun> keyRuns;
     bool dataShown = false;  // the grids show values only once a record was filled in
     double maxCandela = 0;   // the current maximum of the candela display array
+    // The cells the lamp-change routine rewrote hold its "#0.00#" text rather than a number,
+    // and copy writes them as they stand: true per cell (horizontal index first, H x V), empty
+    // while no cell holds text.
+    std::vector<bool> candelaText;
     // The shape and dimension texts as Fill wrote them. While the user leaves all four as they
     // are, SaveData keeps the record's signed dimensions exactly, even those the shape's
     // display shows as "0".

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "core/numforms.h"
+#include "core/rescale.h"
 #include "core/runtimefault.h"
 
 namespace kandor {
@@ -97,14 +98,23 @@ bool candelaDiffers(double shown, double stored) {
     return !(std::fabs(shown - stored) <= tolerance);
 }
 
-std::string candelaCopyText(const OneBased2D<double>& display) {
+std::string candelaCopyText(const OneBased2D<double>& display,
+                            const std::vector<bool>& textCells) {
     std::string out;
-    out.reserve(static_cast<std::size_t>(display.rows()) *
-                static_cast<std::size_t>(display.cols()) * 9);
+    const auto cells =
+        static_cast<std::size_t>(display.rows()) * static_cast<std::size_t>(display.cols());
+    out.reserve(cells * 9);
+    const bool anyText = textCells.size() == cells;
     for (int v = 1; v <= display.cols(); ++v) {
         for (int h = 1; h <= display.rows(); ++h) {
             if (h > 1) out += '\t';
-            appendShortest(out, display(h, v));
+            const std::size_t cell = static_cast<std::size_t>(h - 1) *
+                                         static_cast<std::size_t>(display.cols()) +
+                                     static_cast<std::size_t>(v - 1);
+            if (anyText && textCells[cell])
+                out += formatPattern(display(h, v), rescale_text::kRescaledPattern);
+            else
+                appendShortest(out, display(h, v));
         }
         out += "\r\n";
     }

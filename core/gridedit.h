@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/onebased.h"
 
@@ -49,9 +50,11 @@ CellEntry candelaEntry(std::string_view text);
 bool candelaDiffers(double shown, double stored);
 
 // The copy text of a display table (horizontal index first): one line per vertical index, its
-// H values separated by tabs, every line ended by CRLF; no angles, no headings. Each value is
-// written in the shortest form that reads back as itself.
-std::string candelaCopyText(const OneBased2D<double>& display);
+// H values separated by tabs, every line ended by CRLF; no angles, no headings. A cell marked
+// in `textCells` (H x V, horizontal index first) holds the text "#0.00#" gave it and is
+// written so; every other value in the shortest form that reads back as itself.
+std::string candelaCopyText(const OneBased2D<double>& display,
+                            const std::vector<bool>& textCells = {});
 
 // The outcome of reading a paste: the values to put into the display array, or the message
 // to show while nothing changes.

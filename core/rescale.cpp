@@ -53,6 +53,14 @@ double rescaledValue(double factor, double candela) {
     return readLenient(formatPattern(x, rescale_text::kRescaledPattern));
 }
 
+std::string multiplierText(double multiplier) {
+    // Five decimals are the form's own; a value they would round off (0.000139147 to 0.00014,
+    // or anything small to 0.00000) keeps its seven significant digits instead.
+    std::string fixed = formatPattern(multiplier, rescale_text::kMultiplierPattern);
+    if (toSingle(std::string_view(fixed)) == static_cast<float>(multiplier)) return fixed;
+    return generalSingle(static_cast<float>(multiplier));
+}
+
 std::optional<std::int16_t> wholeLampCount(std::string_view text) {
     if (!isNumeric(text)) return std::nullopt;
     try {
@@ -91,7 +99,7 @@ LampChange lampChanged(const IesRecord& record, const LampTexts& texts, bool mul
         switch (changingLamp) {
             case kLampScalesMultiplier:
                 out.step = t::kStepChangeMult;
-                out.multiplierText = formatPattern(d.multiplier * factor, t::kMultiplierPattern);
+                out.multiplierText = multiplierText(d.multiplier * factor);
                 break;
             case kLampScalesValues: {
                 out.step = t::kStepChangeCda;

@@ -67,6 +67,11 @@ LampChange lampChanged(const IesRecord& record, const LampTexts& texts, bool mul
 // a finite number.
 double rescaledValue(double factor, double candela);
 
+// The text of a rescaled candela multiplier: "#0.00000" when that reads back as the same 32-bit
+// value, otherwise its general form (seven significant digits). A value beyond the 32-bit range
+// raises fault 6.
+std::string multiplierText(double multiplier);
+
 // The whole-number conversion of txtNumLamps' handler: none for an empty, non-numeric or
 // out-of-range text, which the handler takes as "do nothing".
 std::optional<std::int16_t> wholeLampCount(std::string_view text);

@@ -6,10 +6,12 @@
 
 #include <QDialogButtonBox>
 #include <QFontDatabase>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QShortcut>
 #include <QSplitter>
 #include <QTextBlock>
 #include <QVBoxLayout>
@@ -145,12 +147,42 @@ dlgPreview::dlgPreview(Prompter& prompter, PreviewHooks hooks, QWidget* parent)
     layout->addWidget(splitter, 1);
     layout->addWidget(buttons);
     resize(900, 640);
+
+    // Enter and Tab belong to the text; the buttons are reached with Ctrl.
+    for (const QKeySequence& keys :
+         {QKeySequence(Qt::CTRL | Qt::Key_Return), QKeySequence(Qt::CTRL | Qt::Key_Enter)}) {
+        auto* ok = new QShortcut(keys, this);
+        connect(ok, &QShortcut::activated, OKButton, &QPushButton::click);
+    }
+    OKButton->setToolTip(tr("Read the text back into the editor (Ctrl+Enter)"));
+    cmdCancel->setToolTip(tr("Close without reading the text back (Escape)"));
+    txtPreview->installEventFilter(this);
+}
+
+bool dlgPreview::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == txtPreview && event->type() == QEvent::KeyPress) {
+        const auto* key = static_cast<QKeyEvent*>(event);
+        if (key->modifiers() & Qt::ControlModifier) {
+            if (key->key() == Qt::Key_Tab) return focusNextChild();
+            if (key->key() == Qt::Key_Backtab) return focusPreviousChild();
+            if (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) {
+                OKButton->click();
+                return true;
+            }
+        }
+    }
+    return QDialog::eventFilter(watched, event);
 }
 
 bool dlgPreview::loadPreview() {
     if (hooks_.validate && !hooks_.validate()) return false;
     if (hooks_.saveForm && !hooks_.saveForm()) return false;
-    composed_ = writer().Compose(hooks_.record(), prompter_);
+    // Values the reader kept with three decimals are shown with them, so that OK on this text
+    // hands back the values it was composed from.
+    SaveIES& w = writer();
+    w.setCandelaPattern(SaveIES::kCandelaPatternExact);
+    composed_ = w.Compose(hooks_.record(), prompter_);
+    w.setCandelaPattern(SaveIES::kCandelaPattern);
     WidgetText shown = toWidgetText(composed_);
     latin1_ = shown.latin1;
     txtPreview->setPlainText(shown.text);

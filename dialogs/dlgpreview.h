@@ -78,6 +78,9 @@ class dlgPreview final : public QDialog {
     QLabel* labFindings = nullptr;
     QListWidget* lstFindings = nullptr;
 
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
   private:
     void showFindings(std::int16_t status, std::string_view text);
     void clearFindings();

@@ -27,6 +27,10 @@ class PageHelpOpener final : public HelpOpener {
     static QString pagePath(const std::string& helpFile, int topic);
 
   private:
+    // Starts the desktop's opener on the page; a desktop without a browser is told to the user
+    // when the opener gives up. False when no opener could be started at all.
+    bool startBrowser(const QUrl& url);
+
     Prompter& prompter_;
     std::string helpFile_;
     UrlOpener open_;

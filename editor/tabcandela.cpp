@@ -157,7 +157,7 @@ bool frmEdit::redrawPlot() {
 }
 
 std::string frmEdit::candelaCopyText() const {
-    return kandor::candelaCopyText(state_.candela);
+    return kandor::candelaCopyText(state_.candela, state_.candelaText);
 }
 
 bool frmEdit::pasteCandela(std::string_view text) {
@@ -168,6 +168,7 @@ bool frmEdit::pasteCandela(std::string_view text) {
     }
     // The display array only: the record takes the values when the form is saved.
     state_.candela = std::move(*paste.values);
+    state_.candelaText.clear();
     state_.maxCandela = maxCandelaOf(state_.candela);
     refreshCandela();
     redrawPlot();
@@ -192,6 +193,11 @@ bool frmEdit::cdaGridCd_Write(int row, int column, const QString& text) {
     const double old = state_.candela(h, v);
     const double value = *entry.value;
     state_.candela(h, v) = value;
+    if (const auto cell = static_cast<std::size_t>(h - 1) *
+                              static_cast<std::size_t>(state_.candela.cols()) +
+                          static_cast<std::size_t>(v - 1);
+        cell < state_.candelaText.size())
+        state_.candelaText[cell] = false;
     // The maximum moves up with a larger value; lowering the peak itself needs a new search.
     const double oldMax = state_.maxCandela;
     if (value > state_.maxCandela)

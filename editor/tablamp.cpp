@@ -359,6 +359,10 @@ void frmEdit::msbLampChanged(bool multiplierEdited) {
         busyFlag_ = wasBusy;
     }
     if (change.candelaChanged) {
+        state_.candelaText.assign(
+            static_cast<std::size_t>(state_.candela.rows()) *
+                static_cast<std::size_t>(state_.candela.cols()),
+            true);
         // After a fault part way the written cells stay; the maximum is then what they hold.
         state_.maxCandela =
             change.faultMessage.empty() ? change.maxCandela : maxCandelaOf(state_.candela);
@@ -378,6 +382,12 @@ void frmEdit::tltChkTilt_Click() {
     lmpGridTiltMultiplier->setEnabled(tilt);
     state_.tltChkTilt = tilt ? 1 : 0;
     if (!ctx_.list.empty()) record().TiltIncl = tilt;
+    // A tilt table needs a lamp-to-luminaire geometry; none chosen would be saved as 0, which
+    // no reader accepts. The first one is the common case.
+    if (tilt && !startupFlag_ && !busyFlag_ && lmpCmbLampToLuminare->currentIndex() < 0) {
+        lmpCmbLampToLuminare->setCurrentIndex(0);
+        state_.lmpCmbLampToLuminare = 0;
+    }
 }
 
 void frmEdit::lmpTxtNumAngles_Change() {

@@ -90,17 +90,17 @@ bool EditedFile::saveRecord(const IesRecord& record) {
                        "LM-63 text. Your changes are still in the editor.");
         return false;
     }
+    const fileio::DiskState disk = fileio::compareWithDisk(file_, onDisk_);
+    if (text == known_ && disk == fileio::DiskState::Unchanged) {
+        say(file_.string() + ": nothing changed; the file was left as it is.");
+        return true;
+    }
     if (!heldBy_.empty()) {
         prompter_.tell(file_.string() + " is being edited in another KandorPE window (" + heldBy_ +
                        "), so this window cannot save over it. Choose Work On: Copy to save "
                        "your changes as " +
                        fileio::copyPathFor(file_).filename().string() + ".");
         return false;
-    }
-    const fileio::DiskState disk = fileio::compareWithDisk(file_, onDisk_);
-    if (text == known_ && disk == fileio::DiskState::Unchanged) {
-        say(file_.string() + ": nothing changed; the file was left as it is.");
-        return true;
     }
     if (disk == fileio::DiskState::Changed &&
         prompter_.ask(
@@ -185,6 +185,8 @@ class Session {
     }
 
     int run(RecordList& list) {
+        // The session ends with the editor, not when its last message box closes.
+        QGuiApplication::setQuitOnLastWindowClosed(false);
         StderrPrompter quiet;
         ExchangeSlots exchange(store_, std::string(kExchangeApp), section_, list, quiet);
         if (exchange.WriteExchangeRecords(1, 1, 1) < 1) {

@@ -96,7 +96,7 @@ EditCore::EditCore(SettingsStore& store, ToolState& state, RecordList& list, Edi
     channel_.setHooks(ChannelHooks{
         .startSequence = [this] { gfnDoStuff(); },
         .stopDeathTimer = [this] { death_.stop(); },
-        .endProgram = [this] { endProgram(); },
+        .endProgram = [this] { endProgram(0); },
     });
     QObject::connect(&death_, &QTimer::timeout, &death_, [this] { deathTimerTick(); });
 }
@@ -132,7 +132,7 @@ int EditCore::Main(std::string_view commandLineText) {
     } catch (...) {
         const RuntimeFault fault = currentFault();
         prompter_.tell(std::string(startup_text::kDiedInMain) + std::to_string(fault.number()));
-        endProgram();
+        endProgram(1);
         return fault.number();
     }
 }
@@ -179,19 +179,20 @@ void EditCore::deathTimerTick() {
     if (!list_.empty()) return;
     prompter_.tell(std::string(startup_text::kNeverStartedLead) + state_.instanceId +
                    std::string(startup_text::kNeverStartedTail));
-    endProgram();
+    // A tool that never got its data did not do its job; scripts must be able to tell.
+    endProgram(1);
 }
 
-void EditCore::endProgram() {
+void EditCore::endProgram(int exitCode) {
     channel_.stopPolling();
     death_.stop();
     if (hooks_.endProgram) {
-        hooks_.endProgram();
+        hooks_.endProgram(exitCode);
         return;
     }
     // Queued, so that it also ends a program whose event loop has not started yet.
     if (QCoreApplication* app = QCoreApplication::instance())
-        QTimer::singleShot(0, app, [] { QCoreApplication::exit(0); });
+        QTimer::singleShot(0, app, [exitCode] { QCoreApplication::exit(exitCode); });
 }
 
 }  // namespace kandor

@@ -120,8 +120,9 @@ class EditorForm : public ToolForm {
 
 // Optional replacements for the parts of start-up that reach outside the process.
 struct StartupHooks {
-    // Ends the program (after a fatal message). Default: quit the application's event loop.
-    std::function<void()> endProgram;
+    // Ends the program (after a fatal message) with the given exit status. Default: quit the
+    // application's event loop with it.
+    std::function<void(int exitCode)> endProgram;
     // Reads the host's records into the record list: 0 read, -1 none, 1 failure with the
     // message in errorText. Default: the exchange slots of the tool's section.
     std::function<int(int slotCount, std::string& errorText)> getData;
@@ -167,7 +168,7 @@ class EditCore {
     const std::string& step() const noexcept { return step_; }
 
   private:
-    void endProgram();
+    void endProgram(int exitCode = 0);
 
     SettingsStore& store_;
     ToolState& state_;

@@ -51,7 +51,11 @@ TEST(LampChange, MultiplierFollowsTheLampsAlwaysFromTheRecord) {
         {{"2", "1000", "2.00000"}, false, "1.00000"},
         {{"2.5", "1000", "1"}, false, "1.25000"},
         {{"2", "1500", "1"}, false, "1.50000"},
-        {{"3", "333.333", "1"}, false, "0.50000"},
+        {{"3", "333.333", "1"}, false, "0.4999995"},
+        // Five decimals would round these off; they keep seven significant digits instead.
+        {{"1", "0.278294", "1"}, false, "0.000139147"},
+        {{"1", "0.002", "1"}, false, "0.000001"},
+        {{"3", "1000", "1"}, false, "1.50000"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.texts.numLamps) + " x " + std::string(c.texts.lumPerLamp));

@@ -14,10 +14,13 @@
 #include <QTableView>
 #include <QTemporaryDir>
 
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "core/iesreader.h"
 #include "dialogs/dlgwarn.h"
 #include "editorfixture.h"
 #include "host/exchange.h"
@@ -48,9 +51,10 @@ class FrmEditTest : public ::testing::Test {
     }
 
     // Builds and starts the form as start-up does; without `hosted` there is no host.
-    void start(bool hosted = true, bool childMode = false) {
+    void start(bool hosted = true, bool childMode = false, std::string editedFile = {}) {
         state_.childMode = childMode;
         EditorContext context{*store_, state_, list_, prompter_, help_, {}, {}, 0};
+        context.editedFile = std::move(editedFile);
         if (hosted) {
             context.sendCommand = [this](std::string_view command) {
                 sent_.emplace_back(command);
@@ -223,6 +227,54 @@ TEST_F(FrmEditTest, EscapeAsksTheHostToCloseWithoutData) {
     QKeyEvent escape(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
     QApplication::sendEvent(form_.get(), &escape);
     EXPECT_EQ(sent_, std::vector<std::string>{command("ReturnClose,")});
+}
+
+// A person editing a file is asked before edits that never reached it are dropped; a host
+// application is never asked on its behalf.
+TEST_F(FrmEditTest, InFileModeEscapeCancelAndTheCloseBoxAskBeforeDroppingEdits) {
+    const std::string file = dir_.filePath("lamp.ies").toStdString();
+    start(true, false, file);
+    QKeyEvent escape(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+    const QString lamps = child<QLineEdit>("txtNumLamps")->text();
+    setText("txtNumLamps", "3");
+    for (int i = 0; i < 3; ++i)
+        prompter_.queue(PromptAnswer::No);
+    QApplication::sendEvent(form_.get(), &escape);
+    click("cmdCancel");
+    EXPECT_FALSE(form_->close());
+    EXPECT_TRUE(sent_.empty());
+    ASSERT_EQ(prompter_.calls().size(), 3u);
+    EXPECT_EQ(prompter_.last().text, "Discard your changes to lamp.ies?");
+    EXPECT_EQ(prompter_.last().title, "KandorPE");
+    EXPECT_EQ(prompter_.last().buttons, PromptButtons::YesNo);
+    prompter_.queue(PromptAnswer::Yes);
+    QApplication::sendEvent(form_.get(), &escape);
+    EXPECT_EQ(sent_, std::vector<std::string>{command("ReturnClose,")});
+
+    // The same value typed back is no edit: no question.
+    prompter_.reset();
+    setText("txtNumLamps", lamps);
+    click("cmdCancel");
+    EXPECT_TRUE(prompter_.calls().empty());
+    EXPECT_EQ(sent_.back(), command("CloseRemove,"));
+}
+
+TEST_F(FrmEditTest, AHostThatDiesLeavesTheEditsInARecoveryFile) {
+    const std::string file = dir_.filePath("lamp.ies").toStdString();
+    start(true, false, file);
+    setText("txtNumLamps", "3");
+    form_->hostProcessGone();
+    const std::string kept = file + ".recovered.ies";
+    EXPECT_EQ(
+        prompter_.last().text,
+        "The program that opened lamp.ies has ended. Your changes were kept in " + kept + ".");
+    EXPECT_EQ(ended_, 1);
+    std::ifstream in(kept, std::ios::binary);
+    const std::string text{std::istreambuf_iterator<char>(in), {}};
+    IesRecord back;
+    EXPECT_EQ(IesReader().ParseIes(back, text, false, text), kParseClean);
+    EXPECT_EQ(back.OtherData.numLamps, 3);
+    EXPECT_EQ(back.Candela, list_(1).Candela);
 }
 
 TEST_F(FrmEditTest, CloseBoxRunsCancelAndNoKeepsTheWindow) {

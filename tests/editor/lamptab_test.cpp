@@ -43,6 +43,10 @@ TEST_F(LampTab, ValuesKeepTheAbsoluteIntensityAndAreShaded) {
     type("txtMultiplier", "4");
     EXPECT_EQ(cell("cdaGridCd", 0, 1), "55.00");
     EXPECT_EQ(cell("cdaGridCd", 2, 2), "115.00");
+    // Rescaled cells hold their text; copy writes it as it stands, a typed cell as typed.
+    EXPECT_TRUE(form_->candelaCopyText().starts_with("55.00\t105.00\r\n"));
+    EXPECT_TRUE(write("cdaGridCd", 0, 2, "105.5"));
+    EXPECT_TRUE(form_->candelaCopyText().starts_with("55.00\t105.5\r\n"));
     EXPECT_EQ(form_->state().maxCandela, 115.0);
     EXPECT_TRUE(shaded("cdaGridCd", 0, 1));
     // Values times the multiplier shown: the plot is the same distribution.
@@ -183,6 +187,8 @@ TEST_F(LampTab, TiltBoxAndTiltCount) {
     box->click();
     for (QWidget* w : controls)
         EXPECT_TRUE(w->isEnabled());
+    // A tilt table is never left without its geometry.
+    EXPECT_EQ(child<QComboBox>("lmpCmbLampToLuminare")->currentIndex(), 0);
     EXPECT_TRUE(child<QLabel>("lmpLabTltLampToLum")->isEnabled());
     EXPECT_TRUE(form_->record().TiltIncl);
 

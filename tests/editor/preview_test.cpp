@@ -12,6 +12,7 @@
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QTest>
 #include <QTextBlock>
 
 #include <filesystem>
@@ -113,6 +114,7 @@ TEST(Preview, EveryCorpusTextCrossesTheWidgetUnchanged) {
         StandalonePreview p(readCorpus(file));
         ASSERT_TRUE(p.dialog.loadPreview());
         SaveIES reference;
+        reference.setCandelaPattern(SaveIES::kCandelaPatternExact);
         ScriptedPrompter quiet;
         const std::string composed = reference.Compose(p.record, quiet);
         const WidgetText shown = toWidgetText(composed);
@@ -231,6 +233,39 @@ TEST(Preview, CancelReadsNothingBack) {
     // The next opening shows fresh writer output.
     ASSERT_TRUE(p.dialog.loadPreview());
     EXPECT_FALSE(p.dialog.txtPreview->toPlainText().contains(QStringLiteral("NEW")));
+}
+
+TEST(Preview, ThreeDecimalsSurviveAnUntouchedOk) {
+    IesRecord record = SampleRecord();
+    record.Candela(1, 1) = 4660.115;
+    StandalonePreview p(record);
+    ASSERT_TRUE(p.dialog.loadPreview());
+    EXPECT_TRUE(p.dialog.txtPreview->toPlainText().contains(QStringLiteral("4660.115")));
+    p.dialog.OKButton->click();
+    EXPECT_EQ(p.dialog.result(), QDialog::Accepted);
+    EXPECT_EQ(p.record.Candela(1, 1), 4660.115);
+}
+
+TEST(Preview, EnterAndTabBelongToTheTextAndCtrlReachesTheButtons) {
+    StandalonePreview p(SampleRecord());
+    ASSERT_TRUE(p.dialog.loadPreview());
+    p.dialog.show();
+    p.dialog.activateWindow();
+    p.dialog.txtPreview->setFocus();
+    QTest::keyClick(p.dialog.txtPreview, Qt::Key_Tab, Qt::ControlModifier);
+    EXPECT_FALSE(p.dialog.txtPreview->hasFocus());
+    p.dialog.txtPreview->setFocus();
+    QTest::keyClick(p.dialog.txtPreview, Qt::Key_Escape);
+    EXPECT_FALSE(p.dialog.isVisible());
+    EXPECT_EQ(p.fills, 0);
+
+    ASSERT_TRUE(p.dialog.loadPreview());
+    p.dialog.show();
+    p.dialog.activateWindow();
+    p.dialog.txtPreview->setFocus();
+    QTest::keyClick(p.dialog.txtPreview, Qt::Key_Return, Qt::ControlModifier);
+    EXPECT_FALSE(p.dialog.isVisible());
+    EXPECT_EQ(p.fills, 1);
 }
 
 // ---- Through the editor window ----

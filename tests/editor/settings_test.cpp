@@ -12,6 +12,7 @@
 #include <QRadioButton>
 #include <QRegularExpression>
 #include <QTemporaryDir>
+#include <QTest>
 #include <QTimer>
 
 #include <memory>
@@ -277,6 +278,23 @@ TEST(HelpPages, APageIsOpenedOrAClearMessageGiven) {
     PageHelpOpener noBrowser(prompter, index, [](const QUrl&) { return false; });
     EXPECT_FALSE(noBrowser.openTopic(403));
     EXPECT_EQ(prompter.calls().size(), 2u);
+
+    // A desktop whose opener finds no browser: the user hears of it, not only the terminal.
+    QFile opener(dir.filePath(QStringLiteral("xdg-open")));
+    ASSERT_TRUE(opener.open(QIODevice::WriteOnly));
+    opener.write("#!/bin/sh\necho 'no method available' >&2\nexit 3\n");
+    opener.close();
+    opener.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    const QByteArray path = qgetenv("PATH");
+    qputenv("PATH", dir.path().toLocal8Bit() + ":" + path);
+    PageHelpOpener desktop(prompter, index);
+    EXPECT_TRUE(desktop.openTopic(403));
+    for (int i = 0; i < 200 && prompter.calls().size() < 3; ++i)
+        QTest::qWait(10);
+    qputenv("PATH", path);
+    ASSERT_EQ(prompter.calls().size(), 3u);
+    EXPECT_EQ(prompter.last().text,
+              std::string(help_text::kNoBrowser) + page.fileName().toStdString() + ".");
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ class MultiProcessTest : public ::testing::Test {
         qputenv("LUMIVEX_SETTINGS_DB", QByteArray::fromStdString(path));  // for the host
         ASSERT_TRUE(store) << error;
         core = std::make_unique<EditCore>(*store, state, list, form, prompter,
-                                          StartupHooks{[this] { ++ended; }, {}, {}});
+                                          StartupHooks{[this](int) { ++ended; }, {}, {}});
     }
 
     // Starts the stand-in host, kandor-host args..., on the tool's section.

@@ -66,7 +66,9 @@ class EditCoreTest : public ::testing::Test {
     RecordList list;
     RecordingEditor form;
     testing::ScriptedPrompter prompter;
-    StartupHooks hooks{.endProgram = [&] { form.note("end"); }, .getData = {}, .sampleRecord = {}};
+    StartupHooks hooks{.endProgram = [&](int code) { form.note("end " + std::to_string(code)); },
+                       .getData = {},
+                       .sampleRecord = {}};
     EditCore core{store, state, list, form, prompter, hooks};
 };
 
@@ -113,11 +115,17 @@ TEST_F(EditCoreTest, WithHostLoadsHiddenAndShowsOnStart) {
     EXPECT_TRUE(prompter.calls().empty());
 }
 
-// A host that never sends START is left to the test with a real host.
-TEST_F(EditCoreTest, AFatalFaultInMainEndsTheTool) {
+// A tool that never got its data ends as a failure, so that a script can tell.
+TEST_F(EditCoreTest, AFatalFaultInMainOrNoRecordEndsTheToolWithStatusOne) {
     EXPECT_EQ(core.Main("4711,0,k,inst7,abc,Sect"), fault::kTypeMismatch);
     EXPECT_EQ(prompter.last().text, "Died in sub Main. reason: #13");
-    EXPECT_EQ(form.calls, "end;");
+    EXPECT_EQ(form.calls, "end 1;");
+
+    form.calls.clear();
+    EXPECT_EQ(core.Main("4711,0,k,inst7,3,Empty"), 0);
+    runEventsUntil([&] { return form.calls.ends_with("end 1;"); });
+    EXPECT_EQ(form.calls, "load;end 1;");
+    EXPECT_NE(prompter.last().text.find("never received a START. Exiting."), std::string::npos);
 }
 
 }  // namespace

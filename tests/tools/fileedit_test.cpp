@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -235,6 +236,115 @@ TEST_P(EditSession, TypedLampCountReachesTheFileAndNothingElseChanges) {
 INSTANTIATE_TEST_SUITE_P(Modes, EditSession, ::testing::Values("", "--child"), [](const auto& row) {
     return std::string(row.param).empty() ? "Window" : "Child";
 });
+
+// Sessions in which something goes wrong, each run as a user has it: kandor-host edit, the
+// editor, an X server, keys typed into the windows and message boxes.
+class FileSession : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (std::system("command -v xvfb-run >/dev/null && command -v xdotool >/dev/null") != 0)
+            GTEST_SKIP() << "xvfb-run and xdotool are needed";
+        dir_ = freshFolder(::testing::UnitTest::GetInstance()->current_test_info()->name());
+        file_ = dir_ / "lamps" / "f.ies";
+        fs::create_directories(file_.parent_path());
+        fs::copy_file(fs::path(KANDOR_CORPUS_DIR) / "unity-1-bega-6339.ies", file_);
+        fs::permissions(file_, fs::perms(0644));
+        original_ = readBytes(file_);
+        std::string error;
+        auto settings = SqliteSettingsStore::open((dir_ / "settings.sqlite3").string(), error);
+        ASSERT_TRUE(settings) << error;
+        settings->save("Lumivex32", "Kandor", "ChangingLamp", "ChangesNothing");
+    }
+
+    // Runs a scenario of file_sessions.sh on `file` and returns what it observed.
+    std::string run(const char* scenario, const fs::path& file) {
+        const std::string command =
+            "env -u QT_QPA_PLATFORM LUMIVEX_SETTINGS_DB='" + (dir_ / "settings.sqlite3").string() +
+            "' timeout 120 xvfb-run -a -s '-screen 0 1600x1200x24' '" +
+            std::string(KANDOR_SOURCE_DIR) + "/tests/tools/file_sessions.sh' '" +
+            std::string(KANDOR_BIN_DIR) + "' " + scenario + " '" + file.string() + "' > '" +
+            (dir_ / "log").string() + "' 2>&1";
+        std::system(command.c_str());
+        return readBytes(dir_ / "log") + readBytes(file.string() + ".err");
+    }
+
+    int lamps(const fs::path& file) { return readRecord(readBytes(file)).OtherData.numLamps; }
+
+    fs::path dir_, file_;
+    std::string original_;
+};
+
+TEST_F(FileSession, AFailedSaveKeepsTheEditorOpenAndOkAgainSaves) {
+    const std::string log = run("failed-save", file_);
+    EXPECT_NE(log.find("box=yes"), std::string::npos) << log;
+    EXPECT_NE(log.find("editor-open=yes"), std::string::npos) << log;
+    EXPECT_NE(log.find("host-exit=0"), std::string::npos) << log;
+    EXPECT_EQ(lamps(file_), 3);
+    EXPECT_EQ(readBytes(file_.string() + ".bak"), original_);
+}
+
+TEST_F(FileSession, AFileChangedOnDiskIsOnlyOverwrittenAfterAYes) {
+    const std::string log = run("changed-on-disk", file_);
+    EXPECT_NE(log.find("box=yes"), std::string::npos) << log;
+    EXPECT_NE(log.find("editor-open=yes"), std::string::npos) << log;
+    EXPECT_NE(log.find("other-kept=yes"), std::string::npos) << log;
+    EXPECT_NE(log.find("host-exit=0"), std::string::npos) << log;
+    EXPECT_EQ(lamps(file_), 3);
+    // The version the other program wrote is the one kept as the backup.
+    EXPECT_NE(readBytes(file_.string() + ".bak").find("another program"), std::string::npos);
+}
+
+TEST_F(FileSession, ASecondEditorIsToldAndCannotWriteOverTheFirst) {
+    const std::string log = run("second-editor", file_);
+    EXPECT_NE(log.find("second-told=yes"), std::string::npos) << log;
+    EXPECT_NE(log.find("already being edited"), std::string::npos) << log;
+    EXPECT_EQ(log.find("host-exit=1"), std::string::npos) << log;
+    EXPECT_EQ(log.find("lock-left=yes"), std::string::npos) << log;
+    EXPECT_EQ(lamps(file_), 3);
+}
+
+TEST_F(FileSession, LinksOwnerAndModeAreKept) {
+    const fs::path real = file_.parent_path() / "real.ies";
+    fs::rename(file_, real);
+    fs::create_hard_link(real, file_.parent_path() / "hard.ies");
+    fs::create_symlink("hard.ies", file_);
+    ::chmod(real.c_str(), 0640);
+    const bool root = ::geteuid() == 0;
+    if (root) {
+        ASSERT_EQ(::chown(real.c_str(), 65534, 65534), 0);
+    }
+    struct stat before;
+    ASSERT_EQ(::stat(real.c_str(), &before), 0);
+
+    const std::string log = run("links", file_);
+    EXPECT_NE(log.find("host-exit=0"), std::string::npos) << log;
+    EXPECT_TRUE(fs::is_symlink(file_));
+    EXPECT_EQ(lamps(real), 3);
+    EXPECT_EQ(readBytes(real), readBytes(file_.parent_path() / "hard.ies"));
+    struct stat after;
+    ASSERT_EQ(::stat(real.c_str(), &after), 0);
+    EXPECT_EQ(after.st_ino, before.st_ino);
+    EXPECT_EQ(after.st_mode & 07777, 0640u);
+    EXPECT_EQ(after.st_uid, before.st_uid);
+    EXPECT_EQ(after.st_gid, before.st_gid);
+    EXPECT_EQ(readBytes(file_.string() + ".bak"), original_);
+}
+
+TEST_F(FileSession, AKilledHostLeavesTheEditsInARecoveryFile) {
+    const std::string log = run("host-killed", file_);
+    EXPECT_NE(log.find("box=yes"), std::string::npos) << log;
+    EXPECT_NE(log.find("editor-ended=yes"), std::string::npos) << log;
+    EXPECT_EQ(readBytes(file_), original_);
+    EXPECT_EQ(lamps(file_.string() + ".recovered.ies"), 3);
+}
+
+TEST_F(FileSession, EscapeWithEditsAsksFirst) {
+    const std::string log = run("escape-asks", file_);
+    EXPECT_NE(log.find("asked=yes"), std::string::npos) << log;
+    EXPECT_NE(log.find("editor-open=yes"), std::string::npos) << log;
+    EXPECT_NE(log.find("host-exit=0"), std::string::npos) << log;
+    EXPECT_EQ(readBytes(file_), original_);
+}
 
 }  // namespace
 }  // namespace kandor::fileedit

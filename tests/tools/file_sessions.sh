@@ -1,0 +1,140 @@
+#!/usr/bin/env bash
+# Editing sessions of kandor-host edit as a user has them when something goes wrong: the disk,
+# another program, a second editor, links, a dying host. Runs inside an X server (xvfb-run).
+#   file_sessions.sh BIN_DIR SCENARIO FILE
+# Prints one observation per line ("box=yes", "editor-open=yes", "host-exit=N", ...); the test
+# checks them and the files.
+set -u
+bin=$1 scenario=$2 file=$3
+dir=$(dirname "$file")
+
+# The newest window whose title starts with $1 (10 s at most), or nothing.
+wait_window() {
+    local w
+    for _ in $(seq 1 100); do
+        w=$(xdotool search --name "^$1" 2>/dev/null | tail -1)
+        [ -n "$w" ] && { echo "$w"; return; }
+        sleep 0.1
+    done
+}
+press() {
+    xdotool windowfocus --sync "$1" 2>/dev/null
+    shift
+    xdotool key "$@"
+    sleep 0.4
+}
+type_lamps() {
+    press "$1" alt+l
+    press "$1" alt+n ctrl+a
+    xdotool type "$2"
+    sleep 0.3
+}
+alive() { kill -0 "$1" 2>/dev/null; }
+wait_gone() {
+    for _ in $(seq 1 150); do alive "$1" || return 0; sleep 0.1; done
+    return 1
+}
+start_host() {
+    "$bin/kandor-host" edit "$@" >>"$file.out" 2>>"$file.err" &
+    host=$!
+}
+finish() {
+    if ! wait_gone "$host"; then
+        echo "timed-out"
+        pkill -P "$host" 2>/dev/null
+        kill "$host" 2>/dev/null
+    fi
+    wait "$host"
+    echo "host-exit=$?"
+}
+editor_open() {
+    [ -n "$(xdotool search --name '^Edit:' 2>/dev/null)" ] && echo "editor-open=yes" || echo "editor-open=no"
+}
+
+case $scenario in
+failed-save)
+    start_host "$file"
+    editor=$(wait_window 'Edit:')
+    type_lamps "$editor" 3
+    mv "$dir" "$dir.moved"
+    press "$editor" Return
+    box=$(wait_window KandorPE)
+    [ -n "$box" ] && echo "box=yes"
+    mv "$dir.moved" "$dir"
+    press "$box" Return
+    editor_open
+    press "$editor" Return
+    finish
+    ;;
+changed-on-disk)
+    start_host "$file"
+    editor=$(wait_window 'Edit:')
+    type_lamps "$editor" 3
+    printf 'another program\n' >"$file.other"
+    cat "$file" "$file.other" >"$file.new" && cat "$file.new" >"$file"
+    press "$editor" Return
+    box=$(wait_window KandorPE)
+    [ -n "$box" ] && echo "box=yes"
+    press "$box" Escape
+    editor_open
+    grep -q 'another program' "$file" && echo "other-kept=yes"
+    press "$editor" Return
+    box=$(wait_window KandorPE)
+    press "$box" Return
+    finish
+    ;;
+second-editor)
+    start_host "$file"
+    first=$host
+    editor=$(wait_window 'Edit:')
+    start_host "$file"
+    box=$(wait_window KandorPE)
+    [ -n "$box" ] && echo "second-told=yes"
+    press "$box" Return
+    sleep 1
+    second=$(xdotool search --name '^Edit:' | grep -v "^$editor\$" | tail -1)
+    press "$second" Return
+    finish
+    host=$first
+    type_lamps "$editor" 3
+    press "$editor" Return
+    finish
+    ls -a "$dir" | grep -q 'kandorpe-lock' && echo "lock-left=yes"
+    ;;
+links)
+    start_host "$file"
+    editor=$(wait_window 'Edit:')
+    type_lamps "$editor" 3
+    press "$editor" Return
+    finish
+    ;;
+host-killed)
+    start_host "$file"
+    editor=$(wait_window 'Edit:')
+    pid=$(xdotool getwindowpid "$editor")
+    type_lamps "$editor" 3
+    kill -9 "$host"
+    wait "$host" 2>/dev/null
+    box=$(wait_window KandorPE)
+    [ -n "$box" ] && echo "box=yes"
+    press "$box" Return
+    wait_gone "$pid" && echo "editor-ended=yes"
+    ;;
+escape-asks)
+    start_host "$file"
+    editor=$(wait_window 'Edit:')
+    type_lamps "$editor" 3
+    press "$editor" Escape
+    box=$(wait_window KandorPE)
+    [ -n "$box" ] && echo "asked=yes"
+    press "$box" Escape
+    editor_open
+    press "$editor" Escape
+    box=$(wait_window KandorPE)
+    press "$box" Return
+    finish
+    ;;
+*)
+    echo "unknown scenario $scenario"
+    ;;
+esac
