@@ -583,11 +583,21 @@ PhotometryInput photometryInput(const IesRecord& r) {
     return in;
 }
 
-double lampFieldValue(std::string_view text) {
+double lampCountValue(std::string_view text) {
+    // A 16-bit count, as the record keeps it.
     try {
-        return isNumeric(text) ? toDouble(text) : kNaN;
+        return isNumeric(text) ? static_cast<double>(toInt16(text)) : kNaN;
     } catch (...) {
-        return kNaN;  // beyond the range of a double
+        return kNaN;
+    }
+}
+
+double lampFieldValue(std::string_view text) {
+    // As the record will keep it once saved: a 32-bit float.
+    try {
+        return isNumeric(text) ? static_cast<double>(toSingle(text)) : kNaN;
+    } catch (...) {
+        return kNaN;  // beyond the range of a float
     }
 }
 
@@ -604,7 +614,7 @@ PhotometryInput photometryInput(const EditorState& form) {
     // The editor holds every type but C highest vertical angle first.
     in.vertReversed = form.photometricType != 1;
     in.multiplier = lampFieldValue(form.txtMultiplier);
-    in.numLamps = lampFieldValue(form.txtNumLamps);
+    in.numLamps = lampCountValue(form.txtNumLamps);
     in.lumensPerLamp = lampFieldValue(form.txtLumPerLamp);
     in.inputWatts = lampFieldValue(form.txtWatt);
     return in;

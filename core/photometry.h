@@ -130,8 +130,10 @@ PhotometryInput photometryInput(const IesRecord& record);
 // follow edits not yet saved. A text that is no number gives NaN.
 PhotometryInput photometryInput(const EditorState& form);
 
-// A number typed into a lamp field, NaN when it is no number.
+// A number typed into a lamp field as the record will keep it once saved (a 32-bit float, a
+// 16-bit count); NaN when it is no number or out of range.
 double lampFieldValue(std::string_view text);
+double lampCountValue(std::string_view text);
 
 // The total luminous flux of a record in lumens, or why there is none.
 Figure<double> totalFlux(const IesRecord& record);
