@@ -1,9 +1,12 @@
 #include "core/polarplot.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <limits>
 #include <numeric>
+
+#include "core/photometry.h"
 
 namespace kandor {
 
@@ -89,6 +92,13 @@ double foldTypeB(const std::vector<Angle>& axis, double x) {
     if (x > axis.back().degrees && x <= axis.back().degrees + kNearEnough)
         return axis.back().degrees;
     return x;
+}
+
+// An angle as the file writes it: 22.5, 0.1, 90.
+std::string angleText(double degrees) {
+    char buffer[32];
+    const auto result = std::to_chars(buffer, buffer + sizeof buffer, static_cast<float>(degrees));
+    return std::string(buffer, result.ptr);
 }
 
 double candelaAt(const PlotInput& in, int h, int v) {
@@ -195,11 +205,19 @@ PolarPlot polarPlot(const PlotInput& in) {
         // A single plane is the same all round: one curve says so, where two would lie on
         // top of each other and one of them would seem to be missing.
         std::vector<Plane> planes{{"C0 - C180", 0, 180, false}, {"C90 - C270", 90, 270, true}};
-        if (hs.size() == 1) planes = {{"All C planes (rotationally symmetric)", 0, 180, false}};
+        std::string chosen;
+        if (hs.size() == 1) {
+            planes = {{"All C planes (rotationally symmetric)", 0, 180, false}};
+        } else if (in.plane) {
+            chosen = pairLabel(*in.plane);
+            planes = {{chosen.c_str(), *in.plane, std::fmod(*in.plane + 180, 360.0), false}};
+        }
         for (const Plane& p : planes) {
             PolarCurve curve;
             curve.label = p.label;
             curve.dashed = p.dashed;
+            curve.rightName = "C" + angleText(p.right);
+            curve.leftName = "C" + angleText(p.left);
             const PlaneWeights right = planeWeights(hs, p.right);
             const PlaneWeights left = planeWeights(hs, p.left);
             for (const Angle& a : vs) {
@@ -220,8 +238,11 @@ PolarPlot polarPlot(const PlotInput& in) {
             out.erase(std::unique(out.begin(), out.end()), out.end());
             return out;
         };
+        plot.typeB = true;
         PolarCurve horizontal;
         horizontal.label = "Horizontal plane (V = 0\xC2\xB0)";
+        horizontal.rightName = "H +";
+        horizontal.leftName = "H -";
         for (double d : planeAngles(hs)) {
             if (d > 180) continue;
             addSample(horizontal.right, d, typeBValue(in, hs, vs, d, 0), in.multiplier, peak);
@@ -229,6 +250,8 @@ PolarPlot polarPlot(const PlotInput& in) {
         }
         PolarCurve vertical;
         vertical.label = "Vertical plane (H = 0\xC2\xB0)";
+        vertical.rightName = "V +";
+        vertical.leftName = "V -";
         vertical.dashed = true;
         for (double d : planeAngles(vs)) {
             if (d > 180) continue;
@@ -241,6 +264,47 @@ PolarPlot polarPlot(const PlotInput& in) {
     plot.peak = peak;
     roundScale(peak, plot.ringStep, plot.ringCount);
     return plot;
+}
+
+std::vector<double> pairPlanes(std::span<const float> horAngles) {
+    std::vector<double> planes;
+    for (float h : horAngles)
+        if (h >= 0 && h < 360) planes.push_back(h);
+    std::sort(planes.begin(), planes.end());
+    planes.erase(std::unique(planes.begin(), planes.end()), planes.end());
+    std::vector<double> out;
+    for (double c : planes)
+        if (c < 180 || !std::binary_search(out.begin(), out.end(), c - 180)) out.push_back(c);
+    return out;
+}
+
+std::string pairLabel(double plane) {
+    return "C" + angleText(plane) + " - C" + angleText(std::fmod(plane + 180, 360.0));
+}
+
+std::optional<double> halfPlaneValue(const std::vector<PolarSample>& half, double degrees) {
+    for (std::size_t i = 0; i < half.size(); ++i) {
+        if (half[i].degrees == degrees) return half[i].candela;
+        if (i + 1 < half.size() && half[i].degrees < degrees && degrees < half[i + 1].degrees) {
+            const double t = (degrees - half[i].degrees) / (half[i + 1].degrees - half[i].degrees);
+            return lerp(half[i].candela, half[i + 1].candela, t);
+        }
+    }
+    return std::nullopt;
+}
+
+std::vector<std::string> polarReadout(const PolarPlot& plot, double degrees, bool leftSide,
+                                      std::string_view unit) {
+    std::vector<std::string> lines;
+    for (const PolarCurve& c : plot.curves) {
+        const std::optional<double> value = halfPlaneValue(leftSide ? c.left : c.right, degrees);
+        if (!value) continue;
+        const std::string& name = leftSide ? c.leftName : c.rightName;
+        const std::string at =
+            plot.typeB ? name + formatAngle(degrees) : name + ", \xCE\xB3 " + formatAngle(degrees);
+        lines.push_back(at + ": " + formatFigure(*value) + " " + std::string(unit));
+    }
+    return lines;
 }
 
 }  // namespace kandor

@@ -5,8 +5,10 @@
 // screen: nadir (0 degrees) at the bottom, 180 at the top, the first plane of each curve to
 // the right of the vertical axis and its opposite plane to the left.
 
+#include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/onebased.h"
@@ -21,6 +23,8 @@ struct PlotInput {
     std::span<const float> horAngles;             // one per horizontal index
     const OneBased2D<double>* candela = nullptr;  // horizontal index first
     double multiplier = 1;                        // the multiplier shown; values are drawn times it
+    // Type C: draw this plane (degrees) and its opposite instead of C0 - C180 and C90 - C270.
+    std::optional<double> plane = std::nullopt;
 };
 
 // One plotted value: `degrees` from nadir along the half plane, `candela` after the multiplier.
@@ -31,7 +35,9 @@ struct PolarSample {
 
 // One curve: a plane through the vertical axis, its two halves each in ascending angle.
 struct PolarCurve {
-    std::string label;               // the legend's text, "C0 - C180"
+    std::string label;      // the legend's text, "C0 - C180"
+    std::string rightName;  // what a reading on each half names: "C0", "H +"
+    std::string leftName;
     std::vector<PolarSample> right;  // the first half plane (C0, C90; Type B: positive angles)
     std::vector<PolarSample> left;   // the opposite half plane (C180, C270; negative angles)
     bool dashed = false;             // the second curve is dashed, as data sheets draw it
@@ -43,6 +49,7 @@ struct PolarPlot {
     double peak = 0;      // the largest plotted value
     double ringStep = 1;  // candela between rings
     int ringCount = 1;    // rings from the centre out; the outer one is the scale's end
+    bool typeB = false;   // the angles are Type B's, from the axis, not from nadir
     double scaleMax() const { return ringStep * ringCount; }
 };
 
@@ -52,6 +59,21 @@ struct PolarPlot {
 // interpolated from its neighbouring planes otherwise. Type B draws the horizontal plane
 // through the axis (V = 0) and the vertical plane (H = 0) the same way.
 PolarPlot polarPlot(const PlotInput& input);
+
+// The planes a user may choose to see with their opposite: the measured planes in 0 <= C < 360,
+// ascending, without one whose opposite is already offered.
+std::vector<double> pairPlanes(std::span<const float> horAngles);
+
+// The legend's name of a plane pair: "C15 - C195".
+std::string pairLabel(double plane);
+
+// A half plane's value at an angle, linear between its samples; none outside them.
+std::optional<double> halfPlaneValue(const std::vector<PolarSample>& half, double degrees);
+
+// What the diagram reads at `degrees` from the axis on one side: one line per curve that has a
+// value there, "C0, γ 35.0°: 1234 cd" (Type B: "H +35.0°: 1234 cd").
+std::vector<std::string> polarReadout(const PolarPlot& plot, double degrees, bool leftSide,
+                                      std::string_view unit);
 
 // A round scale for a peak: 1, 2, 2.5 or 5 times a power of ten between rings, at most five
 // rings, the outer one at or beyond the peak. A peak of 0 or less gives one ring of 1.

@@ -38,6 +38,7 @@ class QRadioButton;
 class QTabWidget;
 class QTableView;
 class QTextEdit;
+class QToolButton;
 class QWindow;
 
 namespace kandor {
@@ -49,6 +50,7 @@ class KeywordTextEdit;
 class KeywordPicker;
 class ShapeSketch;
 class plotCD;
+class PhotometryPanel;
 class dlgWarn;
 class dlgPreview;
 class dlgSettings;
@@ -215,8 +217,11 @@ class frmEdit final : public QDialog, public EditorForm {
 
     // ---- Candela tab (tabcandela.cpp) ----
     void showCandela();
-    // Redraws the polar plot from the candela display array; false when it cannot draw.
+    // Redraws the polar plot from the candela display array and recomputes the photometric
+    // figures; false when it cannot draw.
     bool redrawPlot();
+    // Asks for a file name and exports the polar diagram; false when nothing was written.
+    bool exportPlot(bool svg);
     // The candela table as copy text; the paste of such a text (false when refused).
     std::string candelaCopyText() const;
     bool pasteCandela(std::string_view text);
@@ -349,6 +354,10 @@ class frmEdit final : public QDialog, public EditorForm {
     plotCD* picCda = nullptr;
     QPushButton* cdaCmdPaste = nullptr;
     QLabel* cdaLabChanged = nullptr;  // the legend of the shading of changed cells
+    PhotometryPanel* cdaFraPhotometry = nullptr;
+    QComboBox* cdaCmbPlanes = nullptr;  // the plane pairs the plot shows
+    QComboBox* cdaCmbUnit = nullptr;    // cd, or cd/klm for relative photometry
+    QToolButton* cdaCmdExport = nullptr;
 
     // Dialogs, loaded with the form
     dlgWarn* warn_ = nullptr;

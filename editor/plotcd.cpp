@@ -4,8 +4,13 @@
 #include <cmath>
 #include <numbers>
 
+#include <QContextMenuEvent>
+#include <QImage>
+#include <QMenu>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
+#include <QSvgGenerator>
 
 namespace kandor {
 
@@ -97,6 +102,13 @@ QPointF PlotFrame::map(double degrees, double candela, bool leftSide) const {
     return {centre.x() + (leftSide ? -1 : 1) * r * std::sin(a), centre.y() + r * std::cos(a)};
 }
 
+std::optional<std::pair<double, bool>> PlotFrame::angleAt(const QPointF& point) const {
+    const double dx = point.x() - centre.x();
+    const double dy = point.y() - centre.y();
+    if (std::hypot(dx, dy) > radius || radius <= 0) return std::nullopt;
+    return std::make_pair(std::atan2(std::fabs(dx), dy) * 180 / std::numbers::pi, dx < 0);
+}
+
 PlotFrame plotFrame(const QSizeF& size, const PolarPlot& plot, const QFontMetricsF& metrics) {
     PlotFrame f;
     f.scaleMax = plot.scaleMax() > 0 ? plot.scaleMax() : 1;
@@ -117,6 +129,7 @@ PlotFrame plotFrame(const QSizeF& size, const PolarPlot& plot, const QFontMetric
 
 plotCD::plotCD(QWidget* parent) : QWidget(parent) {
     setAttribute(Qt::WA_OpaquePaintEvent);
+    setMouseTracking(true);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
 }
 
@@ -129,6 +142,65 @@ bool plotCD::setData(const PlotInput& input) {
 void plotCD::clear() {
     plot_ = {};
     update();
+}
+
+void plotCD::setUnit(const QString& unit) {
+    unit_ = unit;
+    update();
+}
+
+QStringList plotCD::readoutAt(const QPointF& point) const {
+    QStringList lines;
+    const auto at = frame().angleAt(point);
+    if (!at) return lines;
+    // Half a degree apart is as fine as a pointer can aim.
+    const double degrees = std::round(at->first * 2) / 2;
+    for (const std::string& line : polarReadout(plot_, degrees, at->second, unit_.toStdString()))
+        lines << QString::fromStdString(line);
+    return lines;
+}
+
+bool plotCD::exportPng(const QString& path) const {
+    QImage image(size() * 2, QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(2);
+    QPainter p(&image);
+    paintDiagram(p, QSizeF(size()));
+    p.end();
+    return image.save(path, "PNG");
+}
+
+bool plotCD::exportSvg(const QString& path) const {
+    QSvgGenerator svg;
+    svg.setFileName(path);
+    svg.setSize(size());
+    svg.setViewBox(QRect(QPoint(0, 0), size()));
+    svg.setResolution(logicalDpiX());  // text as large against the circle as on screen
+    svg.setTitle(tr("Polar candela diagram"));
+    svg.setDescription(
+        QString::fromStdString(plot_.curves.empty() ? std::string() : plot_.curves.front().label));
+    QPainter p;
+    if (!p.begin(&svg)) return false;
+    paintDiagram(p, QSizeF(size()));
+    return p.end();
+}
+
+void plotCD::mouseMoveEvent(QMouseEvent* event) {
+    hover_ = event->position();
+    update();
+    QWidget::mouseMoveEvent(event);
+}
+
+void plotCD::leaveEvent(QEvent* event) {
+    hover_.reset();
+    update();
+    QWidget::leaveEvent(event);
+}
+
+void plotCD::contextMenuEvent(QContextMenuEvent* event) {
+    QMenu menu(this);
+    menu.addAction(tr("Export Diagram as &PNG..."), this, [this] { emit exportRequested(false); });
+    menu.addAction(tr("Export Diagram as &SVG..."), this, [this] { emit exportRequested(true); });
+    menu.exec(event->globalPos());
 }
 
 PlotFrame plotCD::frame() const {
@@ -145,10 +217,55 @@ QSize plotCD::minimumSizeHint() const {
 
 void plotCD::paintEvent(QPaintEvent*) {
     QPainter p(this);
-    p.fillRect(rect(), Qt::white);
-    p.setRenderHint(QPainter::Antialiasing);
-    const PlotFrame f = frame();
+    paintDiagram(p, QSizeF(size()));
+    paintReadout(p, frame());
+}
+
+void plotCD::paintReadout(QPainter& p, const PlotFrame& f) const {
+    if (plot_.curves.empty()) return;
     const QFontMetricsF fm(font());
+    const QStringList reading = hover_ ? readoutAt(*hover_) : QStringList();
+    const QStringList lines =
+        reading.isEmpty() ? QStringList{tr("Point at the diagram to read values")} : reading;
+
+    // Where the pointer aims: a faint ray, and a dot on each curve it crosses.
+    p.setRenderHint(QPainter::Antialiasing);
+    if (!reading.isEmpty()) {
+        const auto at = f.angleAt(*hover_);
+        const double degrees = std::round(at->first * 2) / 2;
+        p.setPen(QPen(QColor(120, 120, 120, 160), 1, Qt::DotLine));
+        p.drawLine(f.centre, f.map(degrees, f.scaleMax, at->second));
+        p.setPen(Qt::NoPen);
+        for (std::size_t i = 0; i < plot_.curves.size(); ++i) {
+            const PolarCurve& c = plot_.curves[i];
+            if (const auto v = halfPlaneValue(at->second ? c.left : c.right, degrees)) {
+                p.setBrush(i == 0 ? kFirstCurve : kSecondCurve);
+                p.drawEllipse(f.map(degrees, *v, at->second), 3.5, 3.5);
+            }
+        }
+    }
+
+    // The reading in the top right corner, on a light ground; a hint while there is none.
+    double w = 0;
+    for (const QString& line : lines)
+        w = std::max(w, fm.horizontalAdvance(line));
+    const QRectF box(width() - w - 14, 2, w + 10, fm.height() * lines.size() + 4);
+    p.setPen(QColor(210, 210, 210));
+    p.setBrush(QColor(255, 255, 255, 225));
+    p.drawRoundedRect(box, 3, 3);
+    p.setPen(reading.isEmpty() ? QColor(150, 150, 150) : kText);
+    for (int i = 0; i < lines.size(); ++i)
+        p.drawText(QRectF(box.left() + 5, box.top() + 2 + i * fm.height(), w, fm.height()),
+                   Qt::AlignLeft | Qt::AlignVCenter, lines[i]);
+}
+
+void plotCD::paintDiagram(QPainter& p, const QSizeF& size) const {
+    const QRectF area(QPointF(0, 0), size);
+    p.fillRect(area, Qt::white);
+    p.setRenderHint(QPainter::Antialiasing);
+    const QFontMetricsF fm(font());
+    const PlotFrame f = plotFrame(size, plot_, fm);
+    p.setFont(font());
 
     // Spokes from the centre to the outer ring, on both sides.
     QPen spokePen(kSpoke, 1);
@@ -188,7 +305,7 @@ void plotCD::paintEvent(QPaintEvent*) {
     }
 
     if (plot_.curves.empty()) {
-        p.drawText(rect(), Qt::AlignCenter, tr("No candela values to plot"));
+        p.drawText(area, Qt::AlignCenter, tr("No candela values to plot"));
         return;
     }
 
@@ -216,12 +333,12 @@ void plotCD::paintEvent(QPaintEvent*) {
 
     // The unit of the rings, in the corner where data sheets put it.
     p.setPen(kText);
-    p.drawText(QRectF(4, 2, fm.horizontalAdvance(QStringLiteral("cd")) + 4, fm.height()),
-               Qt::AlignLeft | Qt::AlignVCenter, QStringLiteral("cd"));
+    p.drawText(QRectF(4, 2, fm.horizontalAdvance(unit_) + 4, fm.height()),
+               Qt::AlignLeft | Qt::AlignVCenter, unit_);
 
     // The legend: a sample of each line and the plane it stands for, in one row when it fits,
     // else one entry per row.
-    const LegendLayout legend = legendLayout(plot_, fm, width());
+    const LegendLayout legend = legendLayout(plot_, fm, size.width());
     const double rowHeight = f.legend.height() / legend.rows;
     double x = f.legend.center().x() - legend.rowWidth / 2;
     double y = f.legend.top() + rowHeight / 2;

@@ -3,9 +3,12 @@
 // plotCD: the polar candela diagram of the candela tab. The curves and the scale come from
 // core/polarplot.h; this widget only places them in its own size and paints them.
 
+#include <optional>
+
 #include <QFontMetricsF>
 #include <QPointF>
 #include <QSizeF>
+#include <QStringList>
 #include <QWidget>
 
 #include "core/polarplot.h"
@@ -23,6 +26,8 @@ struct PlotFrame {
 
     // The point of a value `degrees` from nadir, on the right half plane or the left one.
     QPointF map(double degrees, double candela, bool leftSide) const;
+    // The other way: the angle from nadir of a point and its side; none beyond the outer ring.
+    std::optional<std::pair<double, bool>> angleAt(const QPointF& point) const;
 };
 
 // The frame for a widget size, leaving room around the circle for the angle labels (in the
@@ -40,6 +45,17 @@ class plotCD final : public QWidget {
     bool setData(const PlotInput& input);
     // Forgets the data; the plot shows an empty frame.
     void clear();
+    // The unit the values are drawn in: "cd", or "cd/klm" when the caller scaled them so.
+    void setUnit(const QString& unit);
+    const QString& unit() const { return unit_; }
+
+    // What the diagram reads at a point of the widget, one line per curve; empty outside it.
+    QStringList readoutAt(const QPointF& point) const;
+
+    // The diagram as the widget shows it, without the reading under the mouse: a PNG at twice
+    // the widget's resolution, or an SVG drawing. False when the file could not be written.
+    bool exportPng(const QString& path) const;
+    bool exportSvg(const QString& path) const;
 
     const PolarPlot& plot() const { return plot_; }
     // The frame for the widget's current size.
@@ -48,11 +64,23 @@ class plotCD final : public QWidget {
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 
+  signals:
+    // The user asked for an export from the context menu: the owner asks for a file name.
+    void exportRequested(bool svg);
+
   protected:
     void paintEvent(QPaintEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
 
   private:
+    void paintDiagram(QPainter& p, const QSizeF& size) const;
+    void paintReadout(QPainter& p, const PlotFrame& f) const;
+
     PolarPlot plot_;
+    QString unit_ = QStringLiteral("cd");
+    std::optional<QPointF> hover_;  // the mouse over the widget
 };
 
 }  // namespace kandor

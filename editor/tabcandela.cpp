@@ -1,24 +1,32 @@
 // The candela tab: the candela table, its copy and paste, and its polar plot.
 
 #include <QClipboard>
+#include <QComboBox>
+#include <QDir>
 #include <QEvent>
+#include <QFileDialog>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QPushButton>
 #include <QShortcut>
 #include <QSplitter>
 #include <QTableView>
+#include <QToolButton>
 #include <QVBoxLayout>
 
 #include "core/gridedit.h"
 #include "core/numforms.h"
+#include "core/photometry.h"
 #include "core/polarplot.h"
 #include "core/runtimefault.h"
 #include "editor/frmedit.h"
 #include "editor/gridmodels.h"
+#include "editor/photometrypanel.h"
 #include "editor/plotcd.h"
 
 namespace kandor {
@@ -98,8 +106,41 @@ QWidget* frmEdit::buildCandelaTab() {
     picCda = new plotCD;
     picCda->setObjectName("picCda");
     picCda->setMinimumSize(260, 280);
-    picCda->setToolTip(
-        tr("Polar candela distribution as the grid shows it, times the candela multiplier"));
+    connect(picCda, &plotCD::exportRequested, this, [this](bool svg) { exportPlot(svg); });
+
+    // What the diagram shows, and its export.
+    cdaCmbPlanes = new QComboBox;
+    cdaCmbPlanes->setObjectName("cdaCmbPlanes");
+    cdaCmbPlanes->setToolTip(
+        tr("The planes the diagram shows: the two main plane pairs, or one "
+           "measured C plane with its opposite"));
+    cdaCmbPlanes->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    cdaCmbUnit = new QComboBox;
+    cdaCmbUnit->setObjectName("cdaCmbUnit");
+    cdaCmbUnit->addItems({QStringLiteral("cd"), QStringLiteral("cd/klm")});
+    cdaCmbUnit->setToolTip(
+        tr("Candela, or candela per 1000 lamp lumens (relative photometry "
+           "only)"));
+    cdaCmdExport = new QToolButton;
+    cdaCmdExport->setObjectName("cdaCmdExport");
+    cdaCmdExport->setText(tr("E&xport"));
+    cdaCmdExport->setToolTip(tr("Save the diagram as a PNG image or an SVG drawing"));
+    cdaCmdExport->setPopupMode(QToolButton::InstantPopup);
+    auto* exportMenu = new QMenu(cdaCmdExport);
+    exportMenu->addAction(tr("As &PNG Image..."), this, [this] { exportPlot(false); });
+    exportMenu->addAction(tr("As &SVG Drawing..."), this, [this] { exportPlot(true); });
+    cdaCmdExport->setMenu(exportMenu);
+    auto* planesLabel = new QLabel(tr("&Planes:"));
+    planesLabel->setBuddy(cdaCmbPlanes);
+    auto* unitLabel = new QLabel(tr("&Unit:"));
+    unitLabel->setBuddy(cdaCmbUnit);
+    for (QComboBox* combo : {cdaCmbPlanes, cdaCmbUnit})
+        connect(combo, &QComboBox::currentIndexChanged, this, [this] { redrawPlot(); });
+    // The figures follow the lamp data as typed, as the plot follows the multiplier.
+    for (QLineEdit* lamp : {txtNumLamps, txtLumPerLamp, txtWatt})
+        if (lamp) connect(lamp, &QLineEdit::textChanged, this, [this] { redrawPlot(); });
+
+    cdaFraPhotometry = new PhotometryPanel;
 
     auto* tools = new QHBoxLayout;
     tools->addWidget(cdaCmdPaste);
@@ -113,11 +154,26 @@ QWidget* frmEdit::buildCandelaTab() {
     leftLayout->addLayout(tools);
     leftLayout->addWidget(cdaGridCd, 1);
 
+    auto* plotTools = new QHBoxLayout;
+    plotTools->addWidget(planesLabel);
+    plotTools->addWidget(cdaCmbPlanes);
+    plotTools->addSpacing(8);
+    plotTools->addWidget(unitLabel);
+    plotTools->addWidget(cdaCmbUnit);
+    plotTools->addStretch(1);
+    plotTools->addWidget(cdaCmdExport);
+    auto* right = new QWidget;
+    auto* rightLayout = new QVBoxLayout(right);
+    rightLayout->setContentsMargins(0, 0, 0, 0);
+    rightLayout->addLayout(plotTools);
+    rightLayout->addWidget(picCda, 1);
+    rightLayout->addWidget(cdaFraPhotometry);
+
     auto* splitter = new QSplitter(Qt::Horizontal);
     splitter->addWidget(left);
-    splitter->addWidget(picCda);
-    splitter->setStretchFactor(0, 3);
-    splitter->setStretchFactor(1, 2);
+    splitter->addWidget(right);
+    splitter->setStretchFactor(0, 1);
+    splitter->setStretchFactor(1, 1);
     splitter->setChildrenCollapsible(false);
     auto* layout = new QVBoxLayout(page);
     layout->addWidget(splitter);
@@ -131,6 +187,18 @@ void frmEdit::showCandela() {
 }
 
 bool frmEdit::redrawPlot() {
+    // The figures from the working arrays and the lamp fields as typed, saved or not.
+    PhotometryInput figuresInput = photometryInput(state_);
+    const auto typed = [](const QLineEdit* edit, double& value, auto read) {
+        if (edit) value = read(edit->text().toStdString());
+    };
+    typed(txtMultiplier, figuresInput.multiplier, lampFieldValue);
+    typed(txtNumLamps, figuresInput.numLamps, lampCountValue);
+    typed(txtLumPerLamp, figuresInput.lumensPerLamp, lampFieldValue);
+    typed(txtWatt, figuresInput.inputWatts, lampFieldValue);
+    const Photometry figures = computePhotometry(figuresInput);
+    cdaFraPhotometry->showFigures(figures, state_.photometricType);
+
     // The multiplier as shown; while it is no number the values are drawn as they stand.
     double multiplier = 1;
     if (txtMultiplier) {
@@ -153,7 +221,55 @@ bool frmEdit::redrawPlot() {
         static_cast<std::size_t>(std::clamp(state_.numHorz, 0, static_cast<int>(horz.size()))));
     input.candela = &state_.candela;
     input.multiplier = multiplier;
+
+    // The plane choices follow the horizontal angles; a choice that is still there stays.
+    QList<QVariant> planes{QVariant()};
+    if (state_.photometricType == 1 && input.horAngles.size() > 1)
+        for (double c : pairPlanes(input.horAngles))
+            planes << c;
+    QList<QVariant> offered;
+    for (int i = 0; i < cdaCmbPlanes->count(); ++i)
+        offered << cdaCmbPlanes->itemData(i);
+    if (offered != planes) {
+        const QVariant chosen = cdaCmbPlanes->currentData();
+        const QSignalBlocker block(cdaCmbPlanes);
+        cdaCmbPlanes->clear();
+        cdaCmbPlanes->addItem(state_.photometricType == 1 ? tr("C0 - C180 and C90 - C270")
+                                                          : tr("Principal planes"));
+        for (qsizetype i = 1; i < planes.size(); ++i)
+            cdaCmbPlanes->addItem(QString::fromStdString(pairLabel(planes[i].toDouble())),
+                                  planes[i]);
+        cdaCmbPlanes->setCurrentIndex(std::max(0, cdaCmbPlanes->findData(chosen)));
+    }
+    cdaCmbPlanes->setEnabled(planes.size() > 1);
+    if (cdaCmbPlanes->currentData().isValid()) input.plane = cdaCmbPlanes->currentData().toDouble();
+
+    // cd/klm needs lamp lumens: with absolute photometry the diagram stays in cd.
+    {
+        const QSignalBlocker block(cdaCmbUnit);
+        if (!figures.lampFlux) cdaCmbUnit->setCurrentIndex(0);
+        cdaCmbUnit->setEnabled(figures.lampFlux.value.has_value());
+    }
+    const bool perKilolumen = cdaCmbUnit->currentIndex() == 1;
+    if (perKilolumen) input.multiplier *= 1000 / *figures.lampFlux;
+    picCda->setUnit(cdaCmbUnit->currentText());
     return picCda->setData(input);
+}
+
+bool frmEdit::exportPlot(bool svg) {
+    const QString suffix = svg ? QStringLiteral("svg") : QStringLiteral("png");
+    const QFileInfo file(QString::fromStdString(state_.labFile));
+    const QString base =
+        file.completeBaseName().isEmpty() ? QStringLiteral("candela") : file.completeBaseName();
+    const QString suggested = QDir(file.absolutePath()).filePath(base + "-polar." + suffix);
+    QString path =
+        QFileDialog::getSaveFileName(this, tr("Export Polar Diagram"), suggested,
+                                     svg ? tr("SVG drawing (*.svg)") : tr("PNG image (*.png)"));
+    if (path.isEmpty()) return false;
+    if (QFileInfo(path).suffix().isEmpty()) path += "." + suffix;
+    if (svg ? picCda->exportSvg(path) : picCda->exportPng(path)) return true;
+    ctx_.prompter.tell(tr("Could not write %1.").arg(QDir::toNativeSeparators(path)).toStdString());
+    return false;
 }
 
 std::string frmEdit::candelaCopyText() const {

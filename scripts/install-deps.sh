@@ -9,7 +9,7 @@ packages=(
     libsqlite3-dev sqlite3
     libgtest-dev libgmock-dev libbenchmark-dev
     nlohmann-json3-dev
-    qt6-qpa-plugins libqt6svg6-dev libxcb1-dev
+    qt6-qpa-plugins qt6-svg-dev libxcb1-dev
     xvfb xauth xdotool x11-utils imagemagick fonts-dejavu-core
     xdg-utils
     locales

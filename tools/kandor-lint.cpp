@@ -17,6 +17,7 @@
 #include "core/numforms.h"
 #include "core/prompter.h"
 #include "core/saveies.h"
+#include "tools/lintphotometry.h"
 
 namespace {
 
@@ -30,7 +31,7 @@ constexpr int kExitOutput = 74;
 constexpr std::string_view kPrefix = "kandor-lint: ";
 
 constexpr std::string_view kUsage =
-    "Usage: kandor-lint [--json | --roundtrip [--force]] [--] FILE...\n"
+    "Usage: kandor-lint [--json | --summary | --roundtrip [--force]] [--] FILE...\n"
     "       kandor-lint --help\n";
 
 constexpr std::string_view kHelp =
@@ -54,7 +55,13 @@ constexpr std::string_view kHelp =
     "  --json       instead, one JSON object per file, each on one line: file, status, fault,\n"
     "               reports (line, code, message), keywords, tilt, header, verticalAngles,\n"
     "               horizontalAngles and candela (one array per horizontal angle, over the\n"
-    "               vertical angles). Bytes that are not UTF-8 are replaced by U+FFFD.\n"
+    "               vertical angles), and photometry: the photometric figures (total,\n"
+    "               downward, upward and zonal flux, lamp flux, LOR, efficacy, peak, CIE flux\n"
+    "               code, beam, field and batwing per plane pair, Type B spreads), numbers\n"
+    "               unrounded, an absent figure null with its reason in photometry.reasons.\n"
+    "               Bytes that are not UTF-8 are replaced by U+FFFD.\n"
+    "  --summary    instead, one block per file: its name, then the photometric figures one\n"
+    "               a line, rounded as the editor shows them\n"
     "  --roundtrip  instead, the LM-63 text Kandor writes for what it read, byte for byte\n"
     "               (CR LF line ends) on standard output; the report lines go to standard\n"
     "               error. A file the reader found unusable (status 2) is not written, since\n"
@@ -70,14 +77,14 @@ constexpr std::string_view kHelp =
 
 constexpr std::string_view kUnknownOption = "unknown option ";
 constexpr std::string_view kNoFiles = "no FILE given";
-constexpr std::string_view kOneMode = "--json and --roundtrip exclude each other";
+constexpr std::string_view kOneMode = "--json, --summary and --roundtrip exclude each other";
 constexpr std::string_view kCannotRead = "cannot read ";
 constexpr std::string_view kCannotWrite = "cannot write the output: ";
 constexpr std::string_view kFailed = "could not be checked: ";
 constexpr std::string_view kNotWritten =
     ": not written: the reader found the text unusable (status 2); --force writes it anyway";
 
-enum class Mode { Reports, Json, Roundtrip };
+enum class Mode { Reports, Json, Summary, Roundtrip };
 
 struct Report {
     int line;
@@ -222,10 +229,21 @@ int lintFile(const std::string& path, Mode mode, bool force) {
     };
     const int status = reader.ParseIes(record, text, false, kandor::writer().lastText());
 
-    if (mode == Mode::Json) {
-        const std::string json =
-            toJson(path, record, status, reader, reports)
-                .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    if (mode == Mode::Json || mode == Mode::Summary) {
+        std::vector<kandor::lint::ReaderReport> codes;
+        for (const Report& rep : reports)
+            codes.push_back({rep.code, rep.message});
+        kandor::PhotometryInput input = kandor::photometryInput(record);
+        input.readWhole = kandor::lint::readWhole(reader.lastFaultNumber(), codes);
+        const kandor::Photometry figures = kandor::computePhotometry(input);
+        if (mode == Mode::Summary) {
+            put(stdout,
+                kandor::lint::photometryBlock(path, figures, record.OtherData.photometricType));
+            return status;
+        }
+        nlohmann::ordered_json j = toJson(path, record, status, reader, reports);
+        j["photometry"] = kandor::lint::photometryJson(figures);
+        const std::string json = j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
         put(stdout, json);
         put(stdout, "\n");
         return status;
@@ -268,6 +286,7 @@ int main(int argc, char** argv) {
     bool optionsEnded = false;
     bool jsonAsked = false;
     bool roundtripAsked = false;
+    bool summaryAsked = false;
     bool force = false;
     for (int i = 1; i < argc; ++i) {
         const std::string_view arg = argv[i];
@@ -281,6 +300,9 @@ int main(int argc, char** argv) {
             } else if (arg == "--json") {
                 jsonAsked = true;
                 mode = Mode::Json;
+            } else if (arg == "--summary") {
+                summaryAsked = true;
+                mode = Mode::Summary;
             } else if (arg == "--force") {
                 force = true;
             } else if (arg == "--roundtrip") {
@@ -295,7 +317,7 @@ int main(int argc, char** argv) {
         }
         files.emplace_back(arg);
     }
-    if (jsonAsked && roundtripAsked) {
+    if (jsonAsked + summaryAsked + roundtripAsked > 1) {
         complain(kOneMode);
         put(stderr, kUsage);
         return kExitUsage;

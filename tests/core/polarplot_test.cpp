@@ -68,6 +68,17 @@ TEST(PolarPlot, TypeCPlanesFollowTheSymmetryOfTheHorizontalAngles) {
     }
 }
 
+TEST(PolarPlot, AChosenPlaneIsDrawnWithItsOppositeAndOfferedOncePerPair) {
+    Table t({0, 45, 90}, {0, 90, 180, 270, 360});
+    const PolarPlot plot = polarPlot({t.type, t.vert, t.horz, &t.cd, 1, 270});
+    ASSERT_EQ(plot.curves.size(), 1u);
+    EXPECT_EQ(plot.curves[0].label, "C270 - C90");
+    EXPECT_DOUBLE_EQ(at(plot.curves[0].right, 45), 4045);
+    EXPECT_EQ(pairPlanes(t.horz), (std::vector<double>{0, 90}));
+    EXPECT_EQ(pairPlanes(std::vector<float>{90, 135, 180, 270}),
+              (std::vector<double>{90, 135, 180}));
+}
+
 TEST(PolarPlot, OnePlaneIsOneCurveAllRound) {
     const Table t({0, 45, 90}, {0});
     const PolarPlot plot = polarPlot(t.input());

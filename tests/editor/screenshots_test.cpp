@@ -3,14 +3,18 @@
 //   KANDOR_SHOTS_DIR=docs build/bin/screenshots_test --gtest_also_run_disabled_tests
 // (QT_SCALE_FACTOR=2 for the double-scale look).
 
+#include <QComboBox>
 #include <QDir>
+#include <QMouseEvent>
 #include <QPixmap>
 #include <QTabWidget>
 
 #include <fstream>
+#include <functional>
 #include <iterator>
 
 #include "core/iesreader.h"
+#include "editor/plotcd.h"
 #include "editorfixture.h"
 
 namespace kandor::testing {
@@ -27,16 +31,31 @@ IesRecord corpusRecord(const std::string& name) {
 
 class Screenshots : public EditorFixture {
   protected:
-    void shoot(const char* file, const char* shot, int tab, std::string_view changingLamp) {
+    // `before` runs on the shown tab just before the picture is taken.
+    void shoot(const char* file, const char* shot, int tab, std::string_view changingLamp,
+               const std::function<void()>& before = {}) {
         form_.reset();
         list_.clear();
         start(corpusRecord(file), changingLamp);
         form_->resize(1100, 760);
         form_->findChild<QTabWidget*>("SSTab1")->setCurrentIndex(tab);
         QApplication::processEvents();
-        const QString dir = qEnvironmentVariable("KANDOR_SHOTS_DIR", QStringLiteral("docs"));
-        QDir().mkpath(dir);
-        EXPECT_TRUE(form_->grab().save(dir + "/" + shot)) << shot;
+        if (before) before();
+        EXPECT_TRUE(form_->grab().save(dir() + "/" + shot)) << shot;
+    }
+    static QString dir() {
+        const QString d = qEnvironmentVariable("KANDOR_SHOTS_DIR", QStringLiteral("docs"));
+        QDir().mkpath(d);
+        return d;
+    }
+    // The pointer over the diagram at an angle from nadir, a third of the way out.
+    void pointAt(double degrees, bool left) {
+        auto* plot = child<plotCD>("picCda");
+        const PlotFrame f = plot->frame();
+        const QPointF at = f.map(degrees, f.scaleMax / 3, left);
+        QMouseEvent move(QEvent::MouseMove, at, plot->mapToGlobal(at), Qt::NoButton, Qt::NoButton,
+                         Qt::NoModifier);
+        QApplication::sendEvent(plot, &move);
     }
 };
 
@@ -49,13 +68,27 @@ TEST_F(Screenshots, DISABLED_WriteThem) {
           "ChangesCandelaMultiplier");
     shoot("appleseed-iesparser-5-ael-typeB.ies", "tab-angles-floodlight-typeB.png", 2,
           "ChangesCandelaMultiplier");
-    shoot("unity-23-erco-lm63-1986-7h.ies", "tab-candela-downlight.png", 3,
-          "ChangesCandelaMultiplier");
-    shoot("lithonia-af10-1-32.ies", "tab-candela-batwing.png", 3, "ChangesCandelaMultiplier");
-    shoot("appleseed-iesparser-5-ael-typeB.ies", "tab-candela-floodlight-typeB.png", 3,
-          "ChangesCandelaMultiplier");
-    shoot("eulumdat-rs-aec-italo-181x73.ies", "tab-candela-streetlight.png", 3,
-          "ChangesCandelaMultiplier");
+}
+
+// The candela tab with its photometry panel, the diagram read under the pointer, another plane
+// pair and the unit cd/klm, and the diagram exported as SVG.
+TEST_F(Screenshots, DISABLED_CandelaTabAndPhotometry) {
+    const char* keep = "ChangesCandelaMultiplier";
+    shoot("unity-23-erco-lm63-1986-7h.ies", "tab-candela-downlight.png", 3, keep,
+          [this] { pointAt(30, false); });
+    shoot("lithonia-af10-1-32.ies", "tab-candela-batwing.png", 3, keep,
+          [this] { child<QComboBox>("cdaCmbUnit")->setCurrentIndex(1); });
+    shoot("eulumdat-rs-interlight-ovni-361v.ies", "tab-candela-absolute-led.png", 3, keep);
+    shoot("appleseed-iesparser-5-ael-typeB.ies", "tab-candela-floodlight-typeB.png", 3, keep,
+          [this] { pointAt(20, true); });
+    shoot("eulumdat-rs-aec-italo-181x73.ies", "tab-candela-streetlight.png", 3, keep, [this] {
+        auto* planes = child<QComboBox>("cdaCmbPlanes");
+        planes->setCurrentIndex(planes->findText("C15 - C195"));
+    });
+    auto* plot = child<plotCD>("picCda");
+    plot->resize(520, 560);
+    EXPECT_TRUE(plot->exportSvg(dir() + "/polar-streetlight.svg"));
+    EXPECT_TRUE(plot->exportPng(dir() + "/polar-streetlight.png"));
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "core/iesreader.h"
+#include "core/photometry.h"
 #include "core/prompter.h"
 #include "core/saveies.h"
 
@@ -113,12 +114,45 @@ TEST_F(Lint, ExitStatusIsTheWorstBySeverityUnlessAFileIsUnreadableOrTheUsageWron
     EXPECT_EQ(out_, "kandor-lint: cannot read missing: No such file or directory\nc: status 0\n");
 }
 
+TEST_F(Lint, SummaryAndJsonCarryThePhotometricFigures) {
+    const std::string text = sample("[MANUFAC] M");
+    file("c", text);
+    file("t", text.substr(0, 80));  // ends inside the numeric header
+    EXPECT_EQ(run({"--summary", "c", "t"}), 2);
+    EXPECT_TRUE(
+        out_.starts_with("c\n  Total flux      328.7 lm\n  Downward flux   328.7 lm (100.0 %)\n"));
+    EXPECT_NE(out_.find("  CIE flux code   41 72 91 100 33\n  Beam C0-C180    128.6\u00B0\n"
+                        "  Field C0-C180   \u2265 180.0\u00B0\n"),
+              std::string::npos);
+    EXPECT_TRUE(out_.ends_with("\nt\n  Figures  (file not read)\n\n"));
+
+    EXPECT_EQ(run({"--json", "c", "t"}), 2);
+    const std::size_t cut = out_.find('\n');
+    using Json = nlohmann::ordered_json;
+    const Json c = Json::parse(out_.substr(0, cut))["photometry"];
+    const Json t = Json::parse(out_.substr(cut + 1))["photometry"];
+    std::vector<std::string> keys;
+    for (const auto& [key, value] : c.items())
+        keys.push_back(key);
+    EXPECT_EQ(keys,
+              (std::vector<std::string>{"totalFlux", "downwardFlux", "upwardFlux", "zonalFlux",
+                                        "lampFlux", "lorPercent", "efficacy", "peak", "cieFluxCode",
+                                        "beam", "field", "batwing", "typeBSpread", "reasons"}));
+    kandor::IesRecord record;
+    kandor::IesReader().ParseIes(record, kandor::normaliseLineEnds(text), false, "");
+    EXPECT_EQ(c["totalFlux"].get<double>(), *kandor::totalFlux(record));  // unrounded
+    EXPECT_EQ(c["reasons"]["typeBSpread.beamV"], "Type C");
+    EXPECT_EQ(t["beam"]["C90-C270"], nullptr);
+    EXPECT_EQ(t["reasons"]["beam.C90-C270"], "file not read");
+    EXPECT_EQ(run({"--summary", "--json", "c"}), 64);
+}
+
 // One run per mode over two hostile files, the only unusable ones, then the whole corpus.
 TEST_F(Lint, EveryCorpusFileAndOddInputWithoutACrash) {
     std::vector<std::string> args = {"--", file("e", ""), file("b", {"\x89\0\xff\r,", 5})};
     for (const auto& entry : fs::directory_iterator(KANDOR_CORPUS_DIR))
         if (entry.path().extension() == ".ies") args.push_back(entry.path().string());
-    for (const char* mode : {"--json", "--roundtrip", "--"}) {
+    for (const char* mode : {"--json", "--summary", "--roundtrip", "--"}) {
         args.front() = mode;
         EXPECT_EQ(run(args), 2) << mode;
     }
