@@ -113,6 +113,20 @@ TEST_F(EditCoreTest, WithHostLoadsHiddenAndShowsOnStart) {
     EXPECT_TRUE(prompter.calls().empty());
 }
 
+// A host that writes START right after starting the tool used to wait one whole interval.
+TEST_F(EditCoreTest, AStartWaitingAtStartUpIsReadOnceStartUpEndsThenEveryInterval) {
+    ExchangeSlots(store, "Lumivex_PE", "Sect", list, prompter).writeSlot(1, SampleRecord());
+    store.save("Lumivex_PE", "Lumivex_PE", "SleepInterval", "5");
+    store.save("Lumivex_PE", "Sect", "KandorPE|inst7", "START");
+    EXPECT_EQ(core.Main("4711,0,Out,inst7,3,Sect"), 0);
+    EXPECT_EQ(form.calls, "load;");
+    QCoreApplication::processEvents();
+    EXPECT_EQ(form.calls, "load;keys;copy;data;ChangesCandelaMultiplier/Original;show;");
+    EXPECT_EQ(store.get("Lumivex_PE", "Sect", "KandorPE|inst7"), "");
+    EXPECT_TRUE(core.channel().tmrDataExchange().isActive());
+    EXPECT_EQ(core.channel().tmrDataExchange().interval(), 5000);
+}
+
 // A host that never sends START is left to the test with a real host.
 TEST_F(EditCoreTest, AFatalFaultInMainEndsTheTool) {
     EXPECT_EQ(core.Main("4711,0,k,inst7,abc,Sect"), fault::kTypeMismatch);
