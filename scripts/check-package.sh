@@ -24,13 +24,12 @@ echo "-- desktop entry, metainfo, MIME types"
 desktop-file-validate "$share/applications/kandorpe.desktop"
 appstreamcli validate --no-net --explain "$share"/metainfo/*.metainfo.xml
 xmllint --noout "$share/mime/packages/kandorpe.xml"
-# shared-mime-info itself must take the file and map the names to the two types.
+# shared-mime-info itself must take the file and map the endings to the two types (its globs
+# ignore case, so *.IES and *.LDT are the same entries).
 XDG_DATA_DIRS=$share update-mime-database "$share/mime" 2>&1 | { ! grep .; }
-for pattern in '*.ies' '*.IES' '*.ldt' '*.LDT'; do
-    grep -qiF ":$pattern" "$share/mime/globs" || { echo "no MIME type for $pattern" >&2; exit 1; }
+for type in 'application/x-iesna:*.ies' 'application/x-eulumdat:*.ldt'; do
+    grep -qxF "$type" "$share/mime/globs" || { echo "MIME database lacks $type" >&2; exit 1; }
 done
-grep -q '^application/x-iesna:\*\.ies$' "$share/mime/globs"
-grep -q '^application/x-eulumdat:\*\.ldt$' "$share/mime/globs"
 
 echo "-- manual pages"
 for page in "$share"/man/man1/*.1.gz; do
@@ -44,5 +43,5 @@ for program in kandorpe kandor-lint kandor-host kandor-settings; do
     "$root/usr/bin/$program" --version | head -1
     "$root/usr/bin/$program" --help >/dev/null
 done
-test -f "$share/kandorpe/help/Lumivex_PE-HTML/topic-402.html"
+test -f "$share/kandorpe/help/Lumivex_PE-HTML/topic-402.html" || { echo "no help pages" >&2; exit 1; }
 echo "package checks passed"
