@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds everything and runs every test:
 #   1. the full build (core, host, tools, editor) and all CTest tests;
-#   2. the core and its tests again under AddressSanitizer and UndefinedBehaviorSanitizer;
-#   3. every libFuzzer target (reader, writer/reader round trip, exchange slots, command
+#   2. the Debian package from that build, checked (lintian, desktop entry, metainfo, MIME
+#      file, manual pages, the programs run from the unpacked package);
+#   3. the core and its tests again under AddressSanitizer and UndefinedBehaviorSanitizer;
+#   4. every libFuzzer target (reader, writer/reader round trip, exchange slots, command
 #      channel, start-up) for a bounded time each, after replaying their kept regression
 #      inputs; KANDOR_FUZZ_SECONDS sets the time per target (default 60).
 set -euo pipefail
@@ -17,6 +19,9 @@ echo "== build and test (dev) =="
 cmake --preset dev
 cmake --build --preset dev -j "$jobs"
 ctest --preset dev
+
+echo "== Debian package =="
+./scripts/check-package.sh
 
 echo "== core under ASan/UBSan =="
 cmake --preset asan

@@ -3,15 +3,19 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include <QApplication>
+#include <QEvent>
 
 #include "core/iesrecord.h"
 #include "core/runtimefault.h"
+#include "dialogs/version.h"
 #include "editor/frmedit.h"
 #include "editor/guardedapplication.h"
 #include "editor/helpopener.h"
@@ -25,6 +29,59 @@ namespace {
 
 using namespace kandor;
 
+constexpr std::string_view kHelp =
+    "Usage: kandorpe\n"
+    "       kandorpe FILE\n"
+    "       kandorpe HOSTWINDOW,CHILD,OUTKEY,INSTANCE,NUMBER,SECTION\n"
+    "       kandorpe --help | --version\n"
+    "\n"
+    "The photometric data editor of KandorPE: keywords, lamp and luminaire data, angles and\n"
+    "candela values of one IESNA LM-63 file, checked against the rules of its revision.\n"
+    "\n"
+    "  (nothing)   the editor on its built-in sample record\n"
+    "  FILE        FILE opened in the editor; OK saves it in place (the original is kept once\n"
+    "              as FILE.bak), a file the reader calls unusable is refused with its findings\n"
+    "  six fields  started by the host application, which hands over the record and the\n"
+    "              commands through the per-user settings store\n"
+    "\n"
+    "The settings store is $LUMIVEX_SETTINGS_DB when set, else\n"
+    "$XDG_CONFIG_HOME/Lumivex/settings.sqlite3. See kandorpe(1).\n";
+
+// The one argument that asks for a text instead of the editor; a host's command line always
+// has commas, so it is never mistaken for one.
+bool answeredOption(int argc, char** argv) {
+    if (argc != 2) return false;
+    const std::string_view arg = argv[1];
+    if (arg == "--help" || arg == "-h") {
+        std::fwrite(kHelp.data(), 1, kHelp.size(), stdout);
+        return true;
+    }
+    if (arg == "--version") {
+        const std::string text = build_info::versionText("kandorpe");
+        std::fwrite(text.data(), 1, text.size(), stdout);
+        return true;
+    }
+    return false;
+}
+
+// With KANDOR_SHOWN_STAMP set, the editor says on standard error when its window first paints,
+// as wall-clock seconds (the form of bash's EPOCHREALTIME), so that a script can time the whole
+// process from the moment it started it.
+class ShownStamp final : public QObject {
+  public:
+    using QObject::QObject;
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::Paint) {
+            using namespace std::chrono;
+            const long long us =
+                duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
+            std::fprintf(stderr, "kandorpe: shown at %lld.%06lld\n", us / 1000000, us % 1000000);
+            watched->removeEventFilter(this);
+        }
+        return false;
+    }
+};
+
 // Qt's own message for a missing display names plug-ins, not the problem.
 bool displayAvailable() {
     if (const char* platform = std::getenv("QT_QPA_PLATFORM"); platform && *platform) return true;
@@ -36,6 +93,7 @@ bool displayAvailable() {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (answeredOption(argc, argv)) return std::fflush(stdout) == 0 ? 0 : 1;
     if (!displayAvailable()) {
         std::fputs(
             "kandorpe: no display to show the editor on (DISPLAY is not set); run it "
@@ -87,6 +145,9 @@ int main(int argc, char** argv) {
 
     frmEdit form(context);
     prompter.setOwner(&form);
+    ShownStamp stamp;
+    if (const char* wanted = std::getenv("KANDOR_SHOWN_STAMP"); wanted && *wanted)
+        form.installEventFilter(&stamp);
     EditCore editCore(*store, state, list, form, prompter);
     core = &editCore;
     if (editCore.Main(commandLine) != 0) return 1;

@@ -1,5 +1,6 @@
-# The About box's version and revision, in one generated header: the project version, and the
-# git commit the build was configured from when the sources are a checkout.
+# The version and revision that the About box and every program's --version show, in one
+# generated header: the project version, and the git commit the build was configured from when
+# the sources are a checkout. Targets that show them link kandor_version.
 set(KANDOR_REVISION "")
 find_package(Git QUIET)
 if(GIT_FOUND AND EXISTS ${CMAKE_SOURCE_DIR}/.git)
@@ -16,4 +17,6 @@ if(GIT_FOUND AND EXISTS ${CMAKE_SOURCE_DIR}/.git)
 endif()
 configure_file(${CMAKE_CURRENT_LIST_DIR}/version.h.in
                ${CMAKE_CURRENT_BINARY_DIR}/generated/dialogs/version.h @ONLY)
-target_include_directories(kandor_dialogs PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/generated)
+add_library(kandor_version INTERFACE)
+target_include_directories(kandor_version INTERFACE ${CMAKE_CURRENT_BINARY_DIR}/generated)
+target_link_libraries(kandor_dialogs PRIVATE kandor_version)

@@ -96,17 +96,19 @@ CommandChannel::CommandChannel(SettingsStore& store, ToolState& state, RecordLis
       form_(form),
       prompter_(prompter),
       hooks_(std::move(hooks)) {
-    QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] {
-        // A slot must not let a fault escape into the event loop: that would end the tool
-        // without a word and with the user's edits.
-        try {
-            pollIncoming();
-        } catch (...) {
-            const RuntimeFault fault = currentFault();
-            prompter_.tell(std::string(channel_text::kCommandFailed) +
-                           std::to_string(fault.number()) + " " + fault.description());
-        }
-    });
+    QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] { tick(); });
+}
+
+void CommandChannel::tick() {
+    // A slot must not let a fault escape into the event loop: that would end the tool without
+    // a word and with the user's edits.
+    try {
+        pollIncoming();
+    } catch (...) {
+        const RuntimeFault fault = currentFault();
+        prompter_.tell(std::string(channel_text::kCommandFailed) + std::to_string(fault.number()) +
+                       " " + fault.description());
+    }
 }
 
 int CommandChannel::SendCommand(std::string_view key, std::string_view subKey,
@@ -123,6 +125,11 @@ int CommandChannel::SendCommand(std::string_view key, std::string_view subKey,
 void CommandChannel::startPolling(std::chrono::milliseconds interval) {
     timer_.setInterval(interval);
     timer_.start();
+    // A host writes "START" right after starting the tool; waiting a whole interval for the
+    // first look would keep the window from appearing for nothing.
+    QTimer::singleShot(0, &timer_, [this] {
+        if (timer_.isActive()) tick();
+    });
 }
 
 void CommandChannel::pollIncoming() {

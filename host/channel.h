@@ -117,7 +117,9 @@ class CommandChannel {
     // seconds for the host to clear it. Always 0: an unacknowledged command costs the wait only.
     int SendCommand(std::string_view key, std::string_view subKey, std::string_view commandText);
 
-    // The incoming-command timer; startPolling sets its interval and starts it.
+    // The incoming-command timer. startPolling sets its interval and starts it; the first look
+    // comes as soon as control is back in the event loop (the start-up that called it has
+    // ended), the next ones every interval.
     QTimer& tmrDataExchange() { return timer_; }
     void startPolling(std::chrono::milliseconds interval);
     void stopPolling() { timer_.stop(); }
@@ -140,6 +142,7 @@ class CommandChannel {
     }
 
   private:
+    void tick();
     void start();
     void moveWindow(const FieldSplit& split);
     void deleteFile(const std::string& firstLine);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
+#include <system_error>
 
 #include <QCoreApplication>
 
@@ -78,10 +80,16 @@ std::chrono::milliseconds pollInterval(float sleepInterval) {
 }
 
 std::string helpFilePath(std::string_view toolDirectory) {
-    std::string out(toolDirectory);
-    if (!out.empty() && out.back() != '/') out += '/';
-    out += startup_text::kHelpFile;
-    return out;
+    std::string beside(toolDirectory);
+    if (!beside.empty() && beside.back() != '/') beside += '/';
+    std::string installed = beside + std::string(startup_text::kInstalledHelpFolder);
+    beside += startup_text::kHelpFile;
+    installed += startup_text::kHelpFile;
+    std::error_code ec;
+    if (!std::filesystem::is_regular_file(beside, ec) &&
+        std::filesystem::is_regular_file(installed, ec))
+        return std::filesystem::path(installed).lexically_normal().string();
+    return beside;
 }
 
 EditCore::EditCore(SettingsStore& store, ToolState& state, RecordList& list, EditorForm& form,

@@ -48,8 +48,10 @@ inline constexpr std::string_view kChangesNothing = "ChangesNothing";
 inline constexpr std::string_view kWorkOnOriginal = "Original";
 inline constexpr std::string_view kWorkOnCopy = "Copy";
 
-// The help pages, relative to the tool's own directory.
+// The help pages, relative to the tool's own directory; an installed tool finds them under
+// kInstalledHelpFolder instead (bin/ and share/ side by side under one prefix).
 inline constexpr std::string_view kHelpFile = "help/Lumivex_PE-HTML/index.html";
+inline constexpr std::string_view kInstalledHelpFolder = "../share/kandorpe/";
 }  // namespace startup_text
 
 // The standard keywords the keyword picker offers, in the order it lists them.
@@ -98,7 +100,8 @@ float readSleepInterval(SettingsStore& store);
 // that neither a zero nor a typing slip turns the poll into a busy loop or a deaf tool.
 std::chrono::milliseconds pollInterval(float sleepInterval);
 
-// The help file: the tool's own directory followed by the help pages.
+// The help file: the tool's own directory followed by the help pages; when they are not there
+// but an installation put them into share/kandorpe beside the tool's bin/, that one.
 std::string helpFilePath(std::string_view toolDirectory);
 
 // The editor window as start-up sees it. The editor implements it; tests record the calls.

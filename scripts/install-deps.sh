@@ -12,6 +12,7 @@ packages=(
     qt6-qpa-plugins qt6-svg-dev libxcb1-dev
     xvfb xauth xdotool x11-utils imagemagick fonts-dejavu-core
     xdg-utils
+    dpkg-dev lintian desktop-file-utils appstream libxml2-utils shared-mime-info man-db
     locales
 )
 

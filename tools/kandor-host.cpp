@@ -25,6 +25,7 @@
 #include "core/numforms.h"
 #include "core/prompter.h"
 #include "core/saveies.h"
+#include "dialogs/version.h"
 #include "host/exchange.h"
 #include "host/sqlitesettingsstore.h"
 #include "fileedit/fileedit.h"
@@ -52,6 +53,7 @@ constexpr std::string_view kUsage =
     "       kandor-host send [--section S] --to KEY [--timeout SECONDS] COMMAND\n"
     "       kandor-host recv [--section S] --from KEY [--timeout SECONDS] [--no-ack]\n"
     "       kandor-host edit [--child] [--copy] [--force] [--tool PATH] FILE.ies\n"
+    "       kandor-host --help | --version\n"
     "\n"
     "Stands in for the host application: moves records and commands through the\n"
     "per-user settings store ($LUMIVEX_SETTINGS_DB selects the file).\n"
@@ -394,6 +396,11 @@ int run(int argc, char** argv) {
     options.command = argv[1];
     if (options.command == "--help" || options.command == "-h" || options.command == "help") {
         std::fwrite(kUsage.data(), 1, kUsage.size(), stdout);
+        return kExitOk;
+    }
+    if (options.command == "--version") {
+        const std::string text = build_info::versionText("kandor-host");
+        std::fwrite(text.data(), 1, text.size(), stdout);
         return kExitOk;
     }
     if (std::optional<int> done = parseOptions(argc, argv, options)) return *done;

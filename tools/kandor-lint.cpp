@@ -17,6 +17,7 @@
 #include "core/numforms.h"
 #include "core/prompter.h"
 #include "core/saveies.h"
+#include "dialogs/version.h"
 #include "tools/lintphotometry.h"
 
 namespace {
@@ -32,7 +33,7 @@ constexpr std::string_view kPrefix = "kandor-lint: ";
 
 constexpr std::string_view kUsage =
     "Usage: kandor-lint [--json | --summary | --roundtrip [--force]] [--] FILE...\n"
-    "       kandor-lint --help\n";
+    "       kandor-lint --help | --version\n";
 
 constexpr std::string_view kHelp =
     "\n"
@@ -69,6 +70,7 @@ constexpr std::string_view kHelp =
     "               standard error says so\n"
     "  --force      with --roundtrip, write the text of an unusable file all the same\n"
     "  --help       this text\n"
+    "  --version    the version and revision of this build\n"
     "  --           ends the options (for a FILE that begins with \"-\")\n"
     "\n"
     "Exit status: the worst reader status over all files, worst last in the order 0, 3, 1, 2;\n"
@@ -296,6 +298,9 @@ int main(int argc, char** argv) {
             } else if (arg == "--help" || arg == "-h") {
                 put(stdout, kUsage);
                 put(stdout, kHelp);
+                return 0;
+            } else if (arg == "--version") {
+                put(stdout, kandor::build_info::versionText("kandor-lint"));
                 return 0;
             } else if (arg == "--json") {
                 jsonAsked = true;

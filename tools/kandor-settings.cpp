@@ -9,6 +9,7 @@
 #include <system_error>
 #include <vector>
 
+#include "dialogs/version.h"
 #include "host/sqlitesettingsstore.h"
 
 namespace {
@@ -23,7 +24,7 @@ constexpr std::string_view kSynopsis =
     "       kandor-settings delete APP SECTION KEY\n"
     "       kandor-settings delete-section APP SECTION\n"
     "       kandor-settings list APP SECTION\n"
-    "       kandor-settings --help\n";
+    "       kandor-settings --help | --version\n";
 
 constexpr std::string_view kDetails =
     "\n"
@@ -123,6 +124,8 @@ int main(int argc, char** argv) {
     if (args[0] == "--help" || args[0] == "-h") {
         return writeOut(std::string(kSynopsis) + std::string(kDetails)) ? kExitOk : kExitStore;
     }
+    if (args[0] == "--version")
+        return writeOut(kandor::build_info::versionText("kandor-settings")) ? kExitOk : kExitStore;
     const Command* command = nullptr;
     for (const Command& c : kCommands)
         if (c.name == args[0]) command = &c;

@@ -4,6 +4,10 @@
 
 #include <QCoreApplication>
 
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "core/numforms.h"  // the child flag in the locale-independent form
@@ -113,6 +117,43 @@ TEST_F(EditCoreTest, WithHostLoadsHiddenAndShowsOnStart) {
     runEventsUntil([&] { return form.calls.ends_with("show;"); });
     EXPECT_EQ(form.calls, "load;keys;copy;data;ChangesCandelaMultiplier/Original;show;");
     EXPECT_TRUE(prompter.calls().empty());
+}
+
+TEST(HelpFile, BesideTheToolFirstThenWhereAnInstallationPutsIt) {
+    namespace fs = std::filesystem;
+    const fs::path prefix = fs::temp_directory_path() / ("kandor-help-" + std::to_string(getpid()));
+    const fs::path beside = prefix / "bin/help/Lumivex_PE-HTML/index.html";
+    const fs::path installed = prefix / "share/kandorpe/help/Lumivex_PE-HTML/index.html";
+    const std::string bin = (prefix / "bin").string();
+    const struct {
+        bool beside, installed;
+        fs::path expected;
+    } cases[] = {{false, false, beside}, {false, true, installed}, {true, true, beside}};
+    for (const auto& c : cases) {
+        fs::remove_all(prefix);
+        for (const auto& [wanted, page] : {std::pair{c.beside, beside}, {c.installed, installed}}) {
+            if (!wanted) continue;
+            fs::create_directories(page.parent_path());
+            std::ofstream(page) << "<html></html>";
+        }
+        fs::create_directories(bin);
+        EXPECT_EQ(helpFilePath(bin), c.expected.string()) << c.beside << c.installed;
+    }
+    fs::remove_all(prefix);
+}
+
+// A host that writes START right after starting the tool used to wait one whole interval.
+TEST_F(EditCoreTest, AStartWaitingAtStartUpIsReadOnceStartUpEndsThenEveryInterval) {
+    ExchangeSlots(store, "Lumivex_PE", "Sect", list, prompter).writeSlot(1, SampleRecord());
+    store.save("Lumivex_PE", "Lumivex_PE", "SleepInterval", "5");
+    store.save("Lumivex_PE", "Sect", "KandorPE|inst7", "START");
+    EXPECT_EQ(core.Main("4711,0,Out,inst7,3,Sect"), 0);
+    EXPECT_EQ(form.calls, "load;");
+    QCoreApplication::processEvents();
+    EXPECT_EQ(form.calls, "load;keys;copy;data;ChangesCandelaMultiplier/Original;show;");
+    EXPECT_EQ(store.get("Lumivex_PE", "Sect", "KandorPE|inst7"), "");
+    EXPECT_TRUE(core.channel().tmrDataExchange().isActive());
+    EXPECT_EQ(core.channel().tmrDataExchange().interval(), 5000);
 }
 
 // A tool that never got its data ends as a failure, so that a script can tell.
