@@ -18,9 +18,15 @@ function(kandor_gtest name)
         KANDOR_SOURCE_DIR="${CMAKE_SOURCE_DIR}"
         KANDOR_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
     kandor_warnings(${name})
+    # Tests that start their own X server run one at a time: xvfb-run -a picks a free display
+    # number, and two starting at once may pick the same one.
+    set(lock "")
+    if(name IN_LIST KANDOR_X_SERVER_TESTS)
+        set(lock RESOURCE_LOCK x_server)
+    endif()
     if(ARG_ENV)
-        gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES ENVIRONMENT "${ARG_ENV}")
+        gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES ENVIRONMENT "${ARG_ENV}" ${lock})
     else()
-        gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60)
+        gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES ${lock})
     endif()
 endfunction()

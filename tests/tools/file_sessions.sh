@@ -13,7 +13,8 @@ wait_window() {
     local w
     for _ in $(seq 1 100); do
         w=$(xdotool search --name "^$1" 2>/dev/null | tail -1)
-        [ -n "$w" ] && { echo "$w"; return; }
+        # Found before it is mapped; a key sent now would go nowhere.
+        [ -n "$w" ] && { sleep 0.5; echo "$w"; return; }
         sleep 0.1
     done
 }
@@ -29,7 +30,12 @@ type_lamps() {
     xdotool type "$2"
     sleep 0.3
 }
-alive() { kill -0 "$1" 2>/dev/null; }
+# A process that ended but was not reaped (its parent died first) counts as gone.
+alive() {
+    local state
+    state=$(ps -o stat= -p "$1" 2>/dev/null)
+    [ -n "$state" ] && [ "${state#Z}" = "$state" ]
+}
 wait_gone() {
     for _ in $(seq 1 150); do alive "$1" || return 0; sleep 0.1; done
     return 1
@@ -91,8 +97,13 @@ second-editor)
     box=$(wait_window KandorPE)
     [ -n "$box" ] && echo "second-told=yes"
     press "$box" Return
-    sleep 1
-    second=$(xdotool search --name '^Edit:' | grep -v "^$editor\$" | tail -1)
+    second=
+    for _ in $(seq 1 100); do
+        second=$(xdotool search --name '^Edit:' 2>/dev/null | grep -v "^$editor\$" | tail -1)
+        [ -n "$second" ] && break
+        sleep 0.1
+    done
+    sleep 0.5
     press "$second" Return
     finish
     host=$first
@@ -119,6 +130,7 @@ host-killed)
     [ -n "$box" ] && echo "box=yes"
     press "$box" Return
     wait_gone "$pid" && echo "editor-ended=yes"
+    [ -n "${SHOT:-}" ] && import -window root "$SHOT"
     ;;
 escape-asks)
     start_host "$file"
