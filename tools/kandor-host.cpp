@@ -26,9 +26,9 @@
 #include "core/prompter.h"
 #include "core/saveies.h"
 #include "dialogs/version.h"
+#include "fileedit/fileedit.h"
 #include "host/exchange.h"
 #include "host/sqlitesettingsstore.h"
-#include "fileedit/fileedit.h"
 
 namespace {
 
@@ -375,6 +375,11 @@ int runEditCommand(int argc, char** argv, const Options& options) {
         std::error_code ec;
         const auto self = std::filesystem::read_symlink("/proc/self/exe", ec);
         edit.toolPath = (ec ? std::filesystem::path("kandorpe") : self.parent_path() / "kandorpe");
+    }
+    // A folder, a device, a pipe or a missing file is refused at once, display or not.
+    if (const fileio::ReadResult read = fileio::readForEditing(edit.file); !read.ok) {
+        say("kandor-host: " + read.error);
+        return fileedit::kExitNoInput;
     }
     const char* display = std::getenv("DISPLAY");
     const char* wayland = std::getenv("WAYLAND_DISPLAY");

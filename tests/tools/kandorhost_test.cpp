@@ -91,6 +91,16 @@ TEST_F(KandorHost, BadCommandLinesFilesAndSlotsAreReportedNotCrashedOn) {
         EXPECT_EQ(host(args).substr(0, 3), "64|") << args;
     for (const char* args : {"put missing.ies", "put ."})
         EXPECT_EQ(host(args).substr(0, 3), "66|") << args;
+    // What edit cannot open is refused at once, with the system's reason.
+    ASSERT_EQ(std::system(("mkfifo " + dir + "/pipe.ies").c_str()), 0);
+    for (const auto& [args, says] : {std::pair{"edit /dev/zero", "not a regular file"},
+                                     {"edit pipe.ies", "not a regular file"},
+                                     {"edit .", "is a folder"},
+                                     {"edit missing.ies", "No such file or directory"}}) {
+        const std::string out = host(args);
+        EXPECT_EQ(out.substr(0, 3), "66|") << args;
+        EXPECT_NE(out.find(says), std::string::npos) << out;
+    }
     EXPECT_EQ(host("get --slot 2"), "1||kandor-host: slot 2 of section 'Lumivex_PE' is empty.\n");
 
     // A slot that a file filled and something else then spoiled.
