@@ -6,7 +6,9 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -82,6 +84,31 @@ class ShownStamp final : public QObject {
     }
 };
 
+// `kandorpe FILE`: one argument that names a file. A host's six-field command line has commas
+// and names no file, so a text with commas counts as a file only when it exists.
+std::optional<std::filesystem::path> fileToEdit(int argc, char** argv) {
+    if (argc != 2) return std::nullopt;
+    const std::string_view arg = argv[1];
+    if (arg.empty() || arg.starts_with("-")) return std::nullopt;
+    std::error_code ec;
+    if (arg.find(',') != std::string_view::npos && !std::filesystem::exists(arg, ec))
+        return std::nullopt;
+    return std::filesystem::path(arg);
+}
+
+// Opens a file as kandor-host edit does: this process plays the host and saves the file, a
+// second process of this program is the editor, so that the edits survive this one's end.
+int editFile(const std::filesystem::path& file) {
+    fileedit::EditOptions options;
+    options.file = file;
+    std::error_code ec;
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", ec);
+    options.toolPath = ec ? "kandorpe" : self.string();
+    // Started from a file manager there is no terminal to read refusals on.
+    options.startErrorsInBox = true;
+    return fileedit::runEdit(options);
+}
+
 // Qt's own message for a missing display names plug-ins, not the problem.
 bool displayAvailable() {
     if (const char* platform = std::getenv("QT_QPA_PLATFORM"); platform && *platform) return true;
@@ -104,6 +131,7 @@ int main(int argc, char** argv) {
     GuardedApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("KandorPE"));
     QApplication::setDesktopFileName(QStringLiteral("kandorpe"));
+    if (const auto file = fileToEdit(argc, argv)) return editFile(*file);
 
     const std::string commandLine = commandLineFromArguments(argc, argv);
     CommandLine parsed;

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Whole-process start-up of the editor, from the moment a command is started to the editor's
 # first paint: `kandorpe` on its built-in sample record, and an ordinary file through
-# `kandor-host edit` (a host that writes "START" right after starting the editor). Needs a
-# display; without one it runs itself under xvfb-run.
+# `kandor-host edit` and `kandorpe FILE` (a host that writes "START" right after starting the
+# editor). Needs a display; without one it runs itself under xvfb-run.
 #   bench/startup.sh [RUNS] [FILE.ies]     (default 15 runs, a 73 x 5 corpus file)
 # KANDOR_BIN names the folder of the executables (default build/bin).
 set -euo pipefail
@@ -54,3 +54,4 @@ measure() {
 
 measure "kandorpe (built-in sample)" "$bin/kandorpe"
 measure "kandor-host edit $(basename "$file")" "$bin/kandor-host" edit "$scratch/edited.ies"
+measure "kandorpe $(basename "$file")" "$bin/kandorpe" "$scratch/edited.ies"

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <memory>
@@ -32,8 +33,10 @@ constexpr int kPollMs = 20;
 // Pixels to the host's units for "MOVEWIN": twips at the screen's resolution.
 constexpr double kTwipsPerInch = 1440;
 
+// Lines for the terminal, under the name of the program that runs the session (kandor-host
+// edit, or the editor opening a file itself).
 void say(const std::string& text) {
-    std::fprintf(stderr, "kandor-host: %s\n", text.c_str());
+    std::fprintf(stderr, "%s: %s\n", program_invocation_short_name, text.c_str());
 }
 
 std::string upperAscii(std::string_view text) {

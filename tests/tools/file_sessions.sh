@@ -146,6 +146,21 @@ escape-asks)
     press "$box" Return
     finish
     ;;
+desktop-open)
+    # As a file manager opens it: the editor's own program with the file.
+    "$bin/kandorpe" "$file" >>"$file.out" 2>>"$file.err" &
+    host=$!
+    editor=$(wait_window 'Edit:')
+    type_lamps "$editor" 3
+    press "$editor" Return
+    finish
+    "$bin/kandorpe" "$file.missing" >>"$file.out" 2>>"$file.err" &
+    host=$!
+    box=$(wait_window KandorPE)
+    [ -n "$box" ] && echo "missing-told=yes"
+    press "$box" Return
+    finish
+    ;;
 *)
     echo "unknown scenario $scenario"
     ;;

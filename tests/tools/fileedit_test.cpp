@@ -345,6 +345,15 @@ TEST_F(FileSession, AKilledHostLeavesTheEditsInARecoveryFile) {
     EXPECT_EQ(lamps(file_.string() + ".recovered.ies"), 3);
 }
 
+TEST_F(FileSession, TheEditorOpensAFileItselfAndTellsWhatItCannotOpen) {
+    const std::string log = run("desktop-open", file_);
+    EXPECT_NE(log.find("host-exit=0"), std::string::npos) << log;
+    EXPECT_EQ(lamps(file_), 3);
+    EXPECT_EQ(readBytes(file_.string() + ".bak"), original_);
+    EXPECT_NE(log.find("missing-told=yes"), std::string::npos) << log;
+    EXPECT_NE(log.find("host-exit=66"), std::string::npos) << log;
+}
+
 TEST_F(FileSession, EscapeWithEditsAsksFirst) {
     const std::string log = run("escape-asks", file_);
     EXPECT_NE(log.find("asked=yes"), std::string::npos) << log;
