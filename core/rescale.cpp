@@ -88,8 +88,14 @@ LampChange lampChanged(const IesRecord& record, const LampTexts& texts, bool mul
             if (!isNumeric(texts.numLamps) || !isNumeric(texts.lumPerLamp)) return out;
             const double n = toDouble(texts.numLamps);
             const double p = toDouble(texts.lumPerLamp);
-            if (d.lumensPerLamp != -1.0f)
-                out.factor = divide(p * n, static_cast<double>(d.numLamps) * d.lumensPerLamp);
+            // Absolute photometry on either side (the record's -1, or a -1 being typed), and a
+            // zero or negative total on the way to another number, scale nothing: a negative or
+            // zero multiplier would only fail the check on a field the user did not type in.
+            if (d.lumensPerLamp != -1.0f && p != -1.0) {
+                const double factor =
+                    divide(p * n, static_cast<double>(d.numLamps) * d.lumensPerLamp);
+                if (factor > 0) out.factor = factor;
+            }
             out.step = t::kStepBuiltMult;
         }
         // Without a factor the safe choice is to change nothing at all.
