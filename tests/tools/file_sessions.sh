@@ -12,7 +12,7 @@ dir=$(dirname "$file")
 wait_window() {
     local w
     for _ in $(seq 1 100); do
-        w=$(xdotool search --name "^$1" 2>/dev/null | tail -1)
+        w=$(xdotool search --onlyvisible --name "^$1" 2>/dev/null | tail -1)
         # Found before it is mapped; a key sent now would go nowhere.
         [ -n "$w" ] && { sleep 0.5; echo "$w"; return; }
         sleep 0.1
