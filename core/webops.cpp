@@ -582,6 +582,15 @@ WebResult removeAngle(const Web& web, Axis axis, int index) {
     return done(std::move(out));
 }
 
+AngleAt angleIndex(const Web& web, Axis axis, double angle) {
+    const auto& angles = (axis == Axis::kVertical ? web.vertAngles : web.horAngles).values();
+    for (std::size_t i = 0; i < angles.size(); ++i)
+        if (std::fabs(decimal(angles[i]) - angle) <= kSameAngle)
+            return {static_cast<int>(i) + 1, {}};
+    return {std::nullopt,
+            "There is no " + std::string(axisName(axis)) + " angle of " + shown(angle) + "."};
+}
+
 WebResult resample(const Web& web, std::optional<double> vertStep, std::optional<double> horzStep) {
     if (auto fault = webFault(web)) return refuse(*fault);
     Web w = ascending(web);

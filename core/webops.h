@@ -92,6 +92,13 @@ WebResult insertAngle(const Web& web, Axis axis, double angle);
 // angle, and where the first- and last-angle rules of saving would fail that held before.
 WebResult removeAngle(const Web& web, Axis axis, int index);
 
+// The held index (1-based) of the angle `angle` of an axis, or the refusal that there is none.
+struct AngleAt {
+    std::optional<int> index;
+    std::string refusal;
+};
+AngleAt angleIndex(const Web& web, Axis axis, double angle);
+
 // The angles of each axis given a step replaced by a regular step over the same range, every
 // value interpolated. Refused for a step that does not divide the range.
 WebResult resample(const Web& web, std::optional<double> vertStep, std::optional<double> horzStep);
