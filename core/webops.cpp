@@ -17,6 +17,9 @@ namespace text = webops_text;
 namespace {
 
 constexpr int kMaxAngles = 32767;
+// Four times the largest webs measured (721 x 1441), so that a step typed too small cannot
+// take the memory of the machine.
+constexpr std::size_t kMaxValues = 4'000'000;
 constexpr double kSameAngle = 1e-4;  // degrees: angles closer than this are one angle
 
 // ---- Numbers ----
@@ -370,6 +373,7 @@ Web reduce(const Planes& planes, Symmetry symmetry, const Web& like) {
     if (symmetry != Symmetry::kRotational)
         for (double a : planes.angles)
             if (a >= lo - kSameAngle && a <= hi + kSameAngle) kept.push_back(a);
+    // A full circle's ends are 0 and 360, where it meets its plane at 0 again.
     for (double end : {lo, hi})
         if (std::none_of(kept.begin(), kept.end(),
                          [&](double a) { return std::fabs(a - end) <= kSameAngle; }))
@@ -602,6 +606,8 @@ WebResult resample(const Web& web, std::optional<double> vertStep, std::optional
         if (auto fault = orderFault(angles, axis)) return refuse(*fault);
         std::vector<double> wanted;
         if (auto fault = regularAngles(angles, *step, axis, wanted)) return refuse(*fault);
+        const auto other = static_cast<std::size_t>(vertical ? w.numHorz() : w.numVert());
+        if (wanted.size() * other > kMaxValues) return refuse(std::string(text::kTooManyValues));
         w = vertical ? regridVertical(w, wanted) : regridHorizontal(w, wanted);
     }
     return done(held(std::move(w)));
@@ -670,7 +676,6 @@ WebResult symmetrise(const Web& web, Symmetry target) {
     if (target == Symmetry::kNone && *heldAs == Symmetry::kNone) return done(web);
     Planes planes;
     planesOf(web, *heldAs, true, planes);
-    // A full circle ends with its plane at 0 again, at 360.
     return done(reduce(planes, target, web));
 }
 

@@ -31,6 +31,8 @@ inline constexpr std::string_view kOnlyOne = "The only angle cannot be removed."
 inline constexpr std::string_view kBreaksRule =
     "Removing this angle would break a rule of saving: ";
 inline constexpr std::string_view kTooMany = "There can be at most 32767 angles.";
+inline constexpr std::string_view kTooManyValues =
+    "That step would give more than 4,000,000 candela values.";
 inline constexpr std::string_view kStepNotPositive = "The step must be a number greater than zero.";
 inline constexpr std::string_view kOneAngleNoRange = "A single angle has no range to resample.";
 inline constexpr std::string_view kFactorNotPositive =

@@ -175,6 +175,8 @@ TEST(WebOps, Refusals) {
          "A step of 7 does not divide the vertical angles 0 to 90 evenly."},
         {"zero step", resample(w, {}, 0), "The step must be a number greater than zero."},
         {"many", resample(w, 0.001, {}), "A step of 0.001 gives more than 32767 vertical angles."},
+        {"values", resample(w, 0.01, 0.01),
+         "That step would give more than 4,000,000 candela values."},
         {"range", symmetrise(makeWeb(1, {0, 90}, {0, 90, 270}, lopsided), Symmetry::kQuadrant),
          "The horizontal angles 0 to 270 are neither a full set nor a symmetric part of one."},
         {"type", symmetrise(b, Symmetry::kQuadrant), "This symmetry does not apply to this type."},

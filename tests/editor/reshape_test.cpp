@@ -136,6 +136,7 @@ TEST_F(Reshape, DialogShowsTheOutcomeAndOkAppliesIt) {
     EXPECT_EQ(text("phoTxtHorz"), "1");
     EXPECT_EQ(cell("cdaGridCd", 0, 1), "160.00");  // 110 and 210 averaged
     EXPECT_EQ(form_->record().HorAngles, (OneBased<float>{0}));
+    EXPECT_TRUE(form_->hasUnsavedEdits());
 
     // Cancel changes nothing; Undo goes back to the record as it arrived.
     QTimer::singleShot(0, [&] { form_->reshapeDialog()->CancelButton->click(); });
@@ -144,6 +145,7 @@ TEST_F(Reshape, DialogShowsTheOutcomeAndOkAppliesIt) {
     form_->cmdUndo_Click();
     EXPECT_EQ(text("phoTxtHorz"), "2");
     EXPECT_EQ(form_->record().HorAngles, (OneBased<float>{0, 90}));
+    EXPECT_FALSE(form_->hasUnsavedEdits());
 }
 
 // Screenshots for docs/; run with
