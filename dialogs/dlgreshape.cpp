@@ -55,6 +55,13 @@ QComboBox* choiceList(const char* name, const QString& tip) {
     return combo;
 }
 
+QLabel* caption(const char* name, const QString& text, QWidget* buddy = nullptr) {
+    auto* label = new QLabel(text);
+    label->setObjectName(name);
+    if (buddy) label->setBuddy(buddy);
+    return label;
+}
+
 QLabel* outcomeLabel(const char* name) {
     auto* label = new QLabel;
     label->setObjectName(name);
@@ -122,11 +129,9 @@ dlgReshape::dlgReshape(QWidget* parent) : QDialog(parent) {
         line->addStretch(1);
         grid->addLayout(line, r, 1);
     };
-    auto* vertLabel = new QLabel(tr("&vertical:"));
-    auto* horzLabel = new QLabel(tr("&horizontal:"));
-    vertLabel->setBuddy(txtVertStep);
-    horzLabel->setBuddy(txtHorzStep);
-    row(0, optResample, {vertLabel, txtVertStep, horzLabel, txtHorzStep});
+    row(0, optResample,
+        {caption("labVertStep", tr("&vertical:"), txtVertStep), txtVertStep,
+         caption("labHorzStep", tr("&horizontal:"), txtHorzStep), txtHorzStep});
     row(1, optSymmetrise, {cmbSymmetry});
     row(2, optRotate, {cmbRotate});
     row(3, optMirror, {cmbMirror});
@@ -149,17 +154,15 @@ dlgReshape::dlgReshape(QWidget* parent) : QDialog(parent) {
     txtTolerance->setText(QStringLiteral("1"));
     auto* tolerance = new QHBoxLayout;
     tolerance->addWidget(txtTolerance);
-    tolerance->addWidget(new QLabel(tr("% of the peak")));
+    tolerance->addWidget(caption("labTolerancePercent", tr("% of the peak")));
     tolerance->addStretch(1);
     auto* outcome = new QFormLayout(fraOutcome_);
-    outcome->addRow(tr("Vertical angles:"), labVertCount);
-    outcome->addRow(tr("Horizontal angles:"), labHorzCount);
-    outcome->addRow(tr("Symmetry now:"), labSymmetryNow);
-    outcome->addRow(tr("Symmetry after:"), labSymmetryAfter);
-    outcome->addRow(tr("S&ymmetry tolerance:"), tolerance);
+    outcome->addRow(caption("labVertCaption", tr("Vertical angles:")), labVertCount);
+    outcome->addRow(caption("labHorzCaption", tr("Horizontal angles:")), labHorzCount);
+    outcome->addRow(caption("labNowCaption", tr("Symmetry now:")), labSymmetryNow);
+    outcome->addRow(caption("labAfterCaption", tr("Symmetry after:")), labSymmetryAfter);
+    outcome->addRow(caption("labTolerance", tr("S&ymmetry tolerance:"), txtTolerance), tolerance);
     outcome->addRow(labOutcome);
-    if (auto* toleranceLabel = qobject_cast<QLabel*>(outcome->labelForField(tolerance)))
-        toleranceLabel->setBuddy(txtTolerance);
 
     OKButton = new QPushButton(tr("OK"));
     OKButton->setObjectName("OKButton");

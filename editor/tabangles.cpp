@@ -121,6 +121,7 @@ QWidget* frmEdit::buildAnglesTab() {
                "the selected column and Remove takes that column"));
         field->setMaximumWidth(120);
         auto* label = new QLabel(vertical ? tr("&Vertical angle:") : tr("Hori&zontal angle:"));
+        label->setObjectName(vertical ? "phoLabVertAngle" : "phoLabHorzAngle");
         label->setBuddy(field);
         auto* insert = new QPushButton(tr("Insert"));
         insert->setObjectName(vertical ? "phoCmdInsertVert" : "phoCmdInsertHorz");
