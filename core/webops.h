@@ -9,6 +9,9 @@
 // New values (interpolated, averaged or scaled) are rounded to three decimals, halves to
 // even, as the reader rounds what it reads; values that an operation only moves are kept
 // exactly. Interpolation is linear in the angle.
+//
+// A tool without a window works the same way: Fill a working state from the record, take its
+// web with webOf, and put the result back with putWeb and SaveData.
 
 #include <optional>
 #include <string>
