@@ -724,12 +724,28 @@ WebResult scale(const Web& web, double factor) {
     return done(std::move(out));
 }
 
-WebResult scaleToFlux(const Web& web, double targetFlux, double currentFlux) {
+Figure<double> webFlux(const Web& web, double multiplier) {
+    if (webFault(web)) return Figure<double>::absent(photometry_reason::kNoValues);
+    PhotometryInput input;
+    input.photometricType = web.photometricType;
+    input.vertAngles = web.vertAngles.values();
+    input.horAngles = web.horAngles.values();
+    input.candela = &web.candela;
+    input.vertReversed = !typeC(web);
+    input.multiplier = multiplier;
+    return computePhotometry(input).totalFlux;
+}
+
+WebResult scaleToFlux(const Web& web, double targetFlux, double multiplier) {
     if (!(targetFlux > 0) || !std::isfinite(targetFlux))
         return refuse(std::string(text::kFluxNotPositive));
-    if (!(currentFlux > 0) || !std::isfinite(currentFlux))
-        return refuse(std::string(text::kNoFlux));
-    return scale(web, targetFlux / currentFlux);
+    const Figure<double> now = webFlux(web, multiplier);
+    if (!now || !(*now > 0)) {
+        std::string why(text::kNoFlux);
+        if (!now.reason.empty()) why += " (" + std::string(now.reason) + ")";
+        return refuse(why + ".");
+    }
+    return scale(web, targetFlux / *now);
 }
 
 }  // namespace kandor

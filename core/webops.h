@@ -19,6 +19,7 @@
 
 #include "core/editorstate.h"
 #include "core/onebased.h"
+#include "core/photometry.h"
 
 namespace kandor {
 
@@ -43,7 +44,8 @@ inline constexpr std::string_view kFactorNotPositive =
 inline constexpr std::string_view kFactorTooLarge = "The factor makes the values too large.";
 inline constexpr std::string_view kFluxNotPositive =
     "The total flux must be a number greater than zero.";
-inline constexpr std::string_view kNoFlux = "The data give no flux to scale from.";
+// + " (" + the reason + ")" when the flux calculation gives one, then "."
+inline constexpr std::string_view kNoFlux = "The data give no flux to scale from";
 inline constexpr std::string_view kTypeCOnly = "C planes are turned and mirrored in Type C only.";
 inline constexpr std::string_view kRotation = "The C planes turn by 90, 180 or 270 degrees.";
 inline constexpr std::string_view kSeamDiffers =
@@ -140,8 +142,12 @@ WebResult equalNadir(const Web& web);
 // Every candela value times `factor`.
 WebResult scale(const Web& web, double factor);
 
-// Every candela value scaled so that the total flux becomes `targetFlux`, given the flux the
-// web gives now.
-WebResult scaleToFlux(const Web& web, double targetFlux, double currentFlux);
+// The total luminous flux of the web with this candela multiplier, in lumens, as the
+// photometric figures compute it; or why there is none.
+Figure<double> webFlux(const Web& web, double multiplier);
+
+// Every candela value scaled so that the web, with this candela multiplier, gives `targetFlux`
+// lumens in total. Refused when the web gives no flux to scale from.
+WebResult scaleToFlux(const Web& web, double targetFlux, double multiplier);
 
 }  // namespace kandor

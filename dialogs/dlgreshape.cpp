@@ -114,11 +114,14 @@ dlgReshape::dlgReshape(QWidget* parent) : QDialog(parent) {
     txtFactor = numberField("txtFactor", tr("e.g. 1.1"), tr("Every value is multiplied by this"));
     optScaleFlux = new QRadioButton(tr("to total f&lux (lm)"));
     optScaleFlux->setObjectName("optScaleFlux");
+    optScaleFlux->setToolTip(
+        tr("Scale so that the values, times the candela multiplier, give "
+           "this total flux"));
     txtFlux = numberField("txtFlux", tr("lumens"), tr("The total flux the values are to give"));
+    labFluxNow = caption("labFluxNow", {});
     auto* scaleBy = new QButtonGroup(this);
     scaleBy->addButton(optScaleFactor);
     scaleBy->addButton(optScaleFlux);
-    setFluxOf({});
 
     auto* grid = new QGridLayout(fraChoice_);
     auto row = [&](int r, QRadioButton* button, std::initializer_list<QWidget*> details) {
@@ -136,7 +139,12 @@ dlgReshape::dlgReshape(QWidget* parent) : QDialog(parent) {
     row(2, optRotate, {cmbRotate});
     row(3, optMirror, {cmbMirror});
     row(4, optEqualNadir, {});
-    row(5, optScale, {optScaleFactor, txtFactor, optScaleFlux, txtFlux});
+    row(5, optScale, {optScaleFactor, txtFactor});
+    auto* fluxLine = new QHBoxLayout;
+    for (QWidget* w : std::initializer_list<QWidget*>{optScaleFlux, txtFlux, labFluxNow})
+        fluxLine->addWidget(w);
+    fluxLine->addStretch(1);
+    grid->addLayout(fluxLine, 6, 1);
     grid->setColumnStretch(1, 1);
 
     fraOutcome_ = new QGroupBox(tr("What will change"));
@@ -183,7 +191,7 @@ dlgReshape::dlgReshape(QWidget* parent) : QDialog(parent) {
     layout->addWidget(fraOutcome_);
     layout->addStretch(1);
     layout->addWidget(buttons);
-    setMinimumWidth(700);
+    setMinimumWidth(760);
 
     // Working in an option's field chooses that option.
     auto chooses = [this](QWidget* field, QRadioButton* button) {
@@ -216,14 +224,9 @@ dlgReshape::dlgReshape(QWidget* parent) : QDialog(parent) {
     optSymmetrise->setChecked(true);
 }
 
-void dlgReshape::setFluxOf(FluxOf fluxOf) {
-    fluxOf_ = std::move(fluxOf);
-    const bool available = static_cast<bool>(fluxOf_);
-    optScaleFlux->setEnabled(available);
-    txtFlux->setEnabled(available);
-    const QString why = available ? QString() : tr(" (needs the flux calculation of the tool)");
-    optScaleFlux->setToolTip(tr("Scale so that the values give this total flux") + why);
-    if (!available && optScaleFlux->isChecked()) optScaleFactor->setChecked(true);
+void dlgReshape::setMultiplier(double multiplier) {
+    multiplier_ = multiplier;
+    recompute();
 }
 
 void dlgReshape::fillSymmetries() {
@@ -281,10 +284,10 @@ WebResult dlgReshape::compute() const {
             web_, cmbMirror->currentIndex() == 1 ? MirrorPlane::kC90C270 : MirrorPlane::kC0C180);
     if (optEqualNadir->isChecked()) return equalNadir(web_);
     if (optScale->isChecked()) {
-        if (optScaleFlux->isChecked() && fluxOf_) {
+        if (optScaleFlux->isChecked()) {
             const std::optional<double> target = numberIn(txtFlux);
             if (!target) return refusal(reshape_text::kNoTarget);
-            return scaleToFlux(web_, *target, fluxOf_(web_).value_or(0));
+            return scaleToFlux(web_, *target, multiplier_);
         }
         const std::optional<double> factor = numberIn(txtFactor);
         if (!factor) return refusal(reshape_text::kNoFactor);
@@ -315,6 +318,10 @@ void dlgReshape::recompute() {
     else
         labOutcome->setText(qs(reshape_text::kApplies));
     OKButton->setEnabled(after != nullptr);
+
+    const Figure<double> flux = webFlux(web_, multiplier_);
+    labFluxNow->setText(flux ? tr("now %1 lm").arg(qs(formatFigure(*flux)))
+                             : tr("(no flux: %1)").arg(qs(flux.reason)));
 }
 
 }  // namespace kandor

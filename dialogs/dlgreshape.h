@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <string_view>
 
@@ -28,9 +27,6 @@ inline constexpr std::string_view kNothingChanges = "Nothing changes.";
 inline constexpr std::string_view kApplies = "OK applies this to the data being edited.";
 }  // namespace reshape_text
 
-// The total flux of a web in lumens, as the tool computes it; none when it cannot.
-using FluxOf = std::function<std::optional<double>(const Web&)>;
-
 // One reshaping of the measurement web chosen, with its outcome shown before OK applies it:
 // the counts before and after, the symmetry the data have now and would have after, or why
 // the choice does not apply. The operations are the core's; the dialog offers and shows them.
@@ -42,8 +38,8 @@ class dlgReshape final : public QDialog {
 
     // Starts on this web; the choices made before stay, the outcome is computed again.
     void setWeb(Web web);
-    // How to compute the total flux; without it "to total flux" stays unavailable.
-    void setFluxOf(FluxOf fluxOf);
+    // The candela multiplier the total flux is computed with (NaN while it is no number).
+    void setMultiplier(double multiplier);
     // The outcome of the choice as it stands.
     const WebResult& outcome() const { return outcome_; }
 
@@ -62,6 +58,7 @@ class dlgReshape final : public QDialog {
     QLineEdit* txtFactor = nullptr;
     QRadioButton* optScaleFlux = nullptr;
     QLineEdit* txtFlux = nullptr;
+    QLabel* labFluxNow = nullptr;  // the total flux the data give now, or why there is none
     QLineEdit* txtTolerance = nullptr;
     QLabel* labVertCount = nullptr;
     QLabel* labHorzCount = nullptr;
@@ -79,7 +76,7 @@ class dlgReshape final : public QDialog {
 
     Web web_;
     WebResult outcome_;
-    FluxOf fluxOf_;
+    double multiplier_ = 1;
     QGroupBox* fraChoice_ = nullptr;
     QGroupBox* fraOutcome_ = nullptr;
 };

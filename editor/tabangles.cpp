@@ -17,6 +17,7 @@
 #include <QVBoxLayout>
 
 #include "core/gridedit.h"
+#include "core/photometry.h"
 #include "core/webops.h"
 #include "dialogs/dlgreshape.h"
 #include "editor/frmedit.h"
@@ -348,6 +349,8 @@ void frmEdit::phoCmdReshape_Click() {
     }
     if (!reshape_) reshape_ = new dlgReshape(this);
     reshape_->setWeb(std::move(*current.web));
+    // The flux is the one the candela tab shows: with the multiplier as typed.
+    reshape_->setMultiplier(lampFieldValue(txtMultiplier->text().toStdString()));
     if (reshape_->exec() != QDialog::Accepted || !reshape_->outcome()) return;
     applyWeb(*reshape_->outcome().web);
 }

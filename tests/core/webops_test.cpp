@@ -142,7 +142,8 @@ TEST(WebOps, InterpolatedAndAveragedValues) {
         EXPECT_DOUBLE_EQ(n.candela(c, 1), 120) << c;  // 0, 100, 200, 300, 0
     EXPECT_DOUBLE_EQ(n.candela(2, 2), 130);
     EXPECT_DOUBLE_EQ(expect(scale(w, 1.0 / 3)).candela(2, 2), 43.333);
-    EXPECT_DOUBLE_EQ(expect(scaleToFlux(w, 500, 1000)).candela(3, 3), 145);
+    const double flux = webFlux(w, 2).value.value_or(0);
+    EXPECT_DOUBLE_EQ(expect(scaleToFlux(w, flux / 2, 2)).candela(3, 3), 145);
 }
 
 TEST(WebOps, Refusals) {
@@ -191,7 +192,9 @@ TEST(WebOps, Refusals) {
          "With one horizontal angle there is one nadir value."},
         {"factor", scale(w, -2), "The factor must be a number greater than zero."},
         {"huge", scale(w, 1e307), "The factor makes the values too large."},
-        {"no flux", scaleToFlux(w, 1000, 0), "The data give no flux to scale from."},
+        {"no flux", scaleToFlux(w, 1000, NAN),
+         "The data give no flux to scale from (no candela multiplier)."},
+        {"no target", scaleToFlux(w, 0, 1), "The total flux must be a number greater than zero."},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(c.result.refusal, c.refusal) << c.what;
@@ -261,6 +264,11 @@ TEST(WebOps, CorpusFilesStaySavable) {
         ASSERT_TRUE(Fill(record, form, prompter));
         WarningList before;
         Validate(form, before);
+        // The flux the dialog scales to is the one the figures show.
+        if (const Figure<double> flux = totalFlux(record)) {
+            EXPECT_NEAR(*webFlux(expect(webOf(form)), record.OtherData.multiplier), *flux,
+                        1e-9 * *flux);
+        }
         for (const Op& op : ops) {
             const WebResult r = op(expect(webOf(form)));
             if (!r.web) continue;

@@ -122,6 +122,13 @@ TEST_F(Reshape, DialogShowsTheOutcomeAndOkAppliesIt) {
         EXPECT_FALSE(d->OKButton->isEnabled());
         d->txtHorzStep->setText("30");
         EXPECT_EQ(d->labHorzCount->text(), QStringLiteral("2 \u2192 4"));
+        // To a total flux: twice the flux the candela tab shows doubles every value.
+        const double flux = *webFlux(*webOf(form_->state()).web, 1);
+        EXPECT_EQ(d->labFluxNow->text().toStdString(), "now " + formatFigure(flux) + " lm");
+        d->optScaleFlux->setChecked(true);
+        d->txtFlux->setText(QString::number(2 * flux, 'g', 17));
+        ASSERT_TRUE(d->outcome());
+        EXPECT_EQ(d->outcome().web->candela(2, 3), 460.0);
         d->optSymmetrise->setChecked(true);
         d->cmbSymmetry->setCurrentIndex(3);  // rotational
         EXPECT_EQ(d->labHorzCount->text(), QStringLiteral("2 \u2192 1"));
@@ -170,6 +177,7 @@ TEST_F(Reshape, DISABLED_Screenshots) {
     dialog.setWeb(*webOf(form_->state()).web);
     dialog.optSymmetrise->setChecked(true);
     dialog.cmbSymmetry->setCurrentIndex(1);  // C0-C180, as the data are
+    dialog.setMultiplier(r.OtherData.multiplier);
     dialog.show();
     QApplication::processEvents();
     EXPECT_TRUE(dialog.grab().save(dir + "/reshape-symmetrise.png"));
