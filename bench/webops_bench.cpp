@@ -82,6 +82,12 @@ void BM_Scale(benchmark::State& state) {
 }
 BENCHMARK(BM_Scale)->Unit(benchmark::kMillisecond);
 
+void BM_ScaleToFlux(benchmark::State& state) {
+    for (auto _ : state)
+        benchmark::DoNotOptimize(scaleToFlux(web(), 10000, 1));
+}
+BENCHMARK(BM_ScaleToFlux)->Unit(benchmark::kMillisecond);
+
 }  // namespace
 
 BENCHMARK_MAIN();
