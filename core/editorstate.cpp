@@ -170,6 +170,20 @@ bool Fill(const IesRecord& record, EditorState& form, Prompter& prompter) {
     }
 }
 
+void saveWeb(const ValidationInput& form, IesRecord& record) {
+    const int numVert = form.numVert;
+    const int numHorz = form.numHorz;
+    const bool reversed = reversedVertical(record.OtherData.photometricType);
+    record.resizeGrid(numVert, numHorz);
+    for (int h = 1; h <= numHorz; ++h)
+        record.HorAngles(h) = form.horAngles(h);
+    for (int v = 1; v <= numVert; ++v)
+        record.VertAngles(reversed ? numVert - v + 1 : v) = form.vertAngles(v);
+    for (int h = 1; h <= numHorz; ++h)
+        for (int v = 1; v <= numVert; ++v)
+            record.Candela(h, reversed ? numVert - v + 1 : v) = form.candela(h, v);
+}
+
 bool SaveData(const EditorState& form, IesRecord& record, Prompter& prompter) {
     try {
         LampData& d = record.OtherData;
@@ -219,17 +233,7 @@ bool SaveData(const EditorState& form, IesRecord& record, Prompter& prompter) {
             keywords.append(line);
         record.Keywords = std::move(keywords);
 
-        const int numVert = form.numVert;
-        const int numHorz = form.numHorz;
-        const bool reversed = reversedVertical(d.photometricType);
-        record.resizeGrid(numVert, numHorz);
-        for (int h = 1; h <= numHorz; ++h)
-            record.HorAngles(h) = form.horAngles(h);
-        for (int v = 1; v <= numVert; ++v)
-            record.VertAngles(reversed ? numVert - v + 1 : v) = form.vertAngles(v);
-        for (int h = 1; h <= numHorz; ++h)
-            for (int v = 1; v <= numVert; ++v)
-                record.Candela(h, reversed ? numVert - v + 1 : v) = form.candela(h, v);
+        saveWeb(form, record);
         return true;
     } catch (...) {
         prompter.tell(std::string(transfer_text::kSaveDataFailed));

@@ -98,6 +98,11 @@ bool Fill(const IesRecord& record, EditorState& form, Prompter& prompter);
 // fault shows "Error in SaveData" and ends the transfer, what was moved staying moved.
 bool SaveData(const EditorState& form, IesRecord& record, Prompter& prompter);
 
+// SaveData's last step alone: the counts, angles and candela table of the form into the
+// record (Type B reversed back, lowest angle first). Raises fault 9 when a count exceeds its
+// array.
+void saveWeb(const ValidationInput& form, IesRecord& record);
+
 // Backup: the parts of the record the editor can change, into the backup copy. A fault shows
 // "gsbSaveData, failure at: " with the step the copy reached.
 bool Backup(const IesRecord& record, IesRecord& backup, Prompter& prompter);

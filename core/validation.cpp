@@ -129,24 +129,11 @@ bool isOneOf(float value, std::initializer_list<float> allowed) {
     return false;
 }
 
-// Type B vertical angles are held highest first, so the rule about the first angle of the
-// file looks at the last held value and the rule about the last angle at the first one.
-void checkFirstAndLastAngles(const ValidationInput& form, bool typeC, WarningList& warnings) {
-    const float firstVert = form.vertAngles(1);
-    const float lastVert = form.vertAngles(form.numVert);
-    const float firstHorz = form.horAngles(1);
-    const float lastHorz = form.horAngles(form.numHorz);
-    if (typeC) {
-        if (!isOneOf(firstVert, {0, 90})) warnings.Add(msg::kTypeCFirstVert);
-        if (!isOneOf(lastVert, {90, 180})) warnings.Add(msg::kTypeCLastVert);
-        if (!isOneOf(firstHorz, {0, 90})) warnings.Add(msg::kTypeCFirstHorz);
-        if (!isOneOf(lastHorz, {0, 90, 180, 270, 360})) warnings.Add(msg::kTypeCLastHorz);
-    } else {
-        if (!isOneOf(lastVert, {-90, 0})) warnings.Add(msg::kTypeBFirstVert);
-        if (!isOneOf(firstVert, {0, 90})) warnings.Add(msg::kTypeBLastVert);
-        if (!isOneOf(firstHorz, {-90, 0})) warnings.Add(msg::kTypeBFirstHorz);
-        if (!isOneOf(lastHorz, {0, 90})) warnings.Add(msg::kTypeBLastHorz);
-    }
+void checkFirstAndLastAngles(const ValidationInput& form, WarningList& warnings) {
+    for (std::string_view finding : firstAndLastAngleFindings(
+             form.photometricType, form.vertAngles(1), form.vertAngles(form.numVert),
+             form.horAngles(1), form.horAngles(form.numHorz)))
+        warnings.Add(finding);
 }
 
 void checkAngleOrder(const ValidationInput& form, bool typeC, WarningList& warnings) {
@@ -180,6 +167,26 @@ void checkNadir(const ValidationInput& form, WarningList& warnings) {
 }
 
 }  // namespace
+
+std::vector<std::string_view> firstAndLastAngleFindings(int photometricType, float firstVert,
+                                                        float lastVert, float firstHorz,
+                                                        float lastHorz) {
+    std::vector<std::string_view> out;
+    if (photometricType == 1) {
+        if (!isOneOf(firstVert, {0, 90})) out.push_back(msg::kTypeCFirstVert);
+        if (!isOneOf(lastVert, {90, 180})) out.push_back(msg::kTypeCLastVert);
+        if (!isOneOf(firstHorz, {0, 90})) out.push_back(msg::kTypeCFirstHorz);
+        if (!isOneOf(lastHorz, {0, 90, 180, 270, 360})) out.push_back(msg::kTypeCLastHorz);
+    } else {
+        // Type B vertical angles are held highest first, so the rule about the first angle of
+        // the file looks at the last held value and the rule about the last angle at the first.
+        if (!isOneOf(lastVert, {-90, 0})) out.push_back(msg::kTypeBFirstVert);
+        if (!isOneOf(firstVert, {0, 90})) out.push_back(msg::kTypeBLastVert);
+        if (!isOneOf(firstHorz, {-90, 0})) out.push_back(msg::kTypeBFirstHorz);
+        if (!isOneOf(lastHorz, {0, 90})) out.push_back(msg::kTypeBLastHorz);
+    }
+    return out;
+}
 
 void CheckField(std::string_view text, std::string_view label, int flags, WarningList& warnings) {
     if (text.empty()) {
@@ -242,7 +249,7 @@ bool Validate(const ValidationInput& form, WarningList& warnings) {
     checkRequiredKeywords(lines, form.revision, warnings);
 
     const bool typeC = form.photometricType == 1;
-    checkFirstAndLastAngles(form, typeC, warnings);
+    checkFirstAndLastAngles(form, warnings);
     checkAngleOrder(form, typeC, warnings);
     checkNadir(form, warnings);
     return warnings.Clean();

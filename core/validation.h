@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/onebased.h"
 #include "core/warnings.h"
@@ -117,6 +118,12 @@ struct ValidationInput {
 // value beyond the 16-bit range is reported as not whole rather than faulting. A numeric text
 // whose value is beyond the range of a double raises fault 6.
 void CheckField(std::string_view text, std::string_view label, int flags, WarningList& warnings);
+
+// The first- and last-angle findings of the check, in its order, for the held first and last
+// angles (Type B, any type but 1, holds its vertical angles highest first).
+std::vector<std::string_view> firstAndLastAngleFindings(int photometricType, float firstVert,
+                                                        float lastVert, float firstHorz,
+                                                        float lastHorz);
 
 // The number of characters of a keyword line as the user sees them: UTF-8 sequences count
 // once; text that is not valid UTF-8 is taken as one byte per character.

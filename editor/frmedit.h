@@ -54,7 +54,9 @@ class PhotometryPanel;
 class dlgWarn;
 class dlgPreview;
 class dlgSettings;
+class dlgReshape;
 class frmAbout;
+struct Web;
 
 // Opens a help topic (402 keywords, 403 lamp, 404 angles, 405 candela, 406 settings). The
 // application opens HTML pages beside the tool; tests record the topics.
@@ -214,6 +216,15 @@ class frmEdit final : public QDialog, public EditorForm {
     // The angle grids' unbound writes: false (after the grid's message) when refused.
     bool phoGridVert_Write(int column, const QString& text);
     bool phoGridHorz_Write(int column, const QString& text);
+    // Insert: at the typed angle, else midway after the selected column. Remove: the typed
+    // angle, else the selected column. False (after the refusal) when nothing changed.
+    bool phoCmdInsert_Click(bool vertical);
+    bool phoCmdRemove_Click(bool vertical);
+    // The reshape dialog over the working data; OK applies its outcome.
+    void phoCmdReshape_Click();
+    dlgReshape* reshapeDialog() const { return reshape_; }
+    // A reshaped web into the working data and the record; counts, grids and plot follow.
+    void applyWeb(Web web);
 
     // ---- Candela tab (tabcandela.cpp) ----
     void showCandela();
@@ -347,6 +358,14 @@ class frmEdit final : public QDialog, public EditorForm {
     QTableView* phoGridHorz = nullptr;
     AngleRowModel* vertModel_ = nullptr;
     AngleRowModel* horzModel_ = nullptr;
+    QLineEdit* phoTxtVertAngle = nullptr;
+    QLineEdit* phoTxtHorzAngle = nullptr;
+    QPushButton* phoCmdInsertVert = nullptr;
+    QPushButton* phoCmdRemoveVert = nullptr;
+    QPushButton* phoCmdInsertHorz = nullptr;
+    QPushButton* phoCmdRemoveHorz = nullptr;
+    QPushButton* phoCmdReshape = nullptr;
+    dlgReshape* reshape_ = nullptr;
 
     // Candela tab
     QTableView* cdaGridCd = nullptr;

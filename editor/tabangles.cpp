@@ -1,16 +1,25 @@
 // The photometric angles tab: the vertical and horizontal angles of the measurement web.
 
+#include <functional>
+
+#include <QApplication>
 #include <QFormLayout>
 #include <QGroupBox>
+#include <QHBoxLayout>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QScrollBar>
 #include <QStyle>
 #include <QTableView>
 #include <QVBoxLayout>
 
 #include "core/gridedit.h"
+#include "core/photometry.h"
+#include "core/webops.h"
+#include "dialogs/dlgreshape.h"
 #include "editor/frmedit.h"
 #include "editor/gridmodels.h"
 
@@ -50,6 +59,38 @@ QLineEdit* countField(const char* name, const QString& tip) {
     return edit;
 }
 
+// The keys of the angle actions: Insert and Delete on a grid insert after and remove its
+// current column, Enter in an angle field inserts the typed angle (rather than pressing OK).
+class AngleKeys final : public QObject {
+  public:
+    AngleKeys(QObject* parent, std::function<void()> insert, std::function<void()> remove)
+        : QObject(parent), insert_(std::move(insert)), remove_(std::move(remove)) {}
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() != QEvent::KeyPress) return QObject::eventFilter(watched, event);
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        const bool field = qobject_cast<QLineEdit*>(watched) != nullptr;
+        // A key a cell editor passed on is that editor's, not the grid's.
+        if (auto* grid = qobject_cast<QTableView*>(watched);
+            grid && grid->viewport()->isAncestorOf(QApplication::focusWidget()))
+            return QObject::eventFilter(watched, event);
+        if (field ? key == Qt::Key_Return || key == Qt::Key_Enter : key == Qt::Key_Insert) {
+            insert_();
+            return true;
+        }
+        if (!field && key == Qt::Key_Delete) {
+            remove_();
+            return true;
+        }
+        return QObject::eventFilter(watched, event);
+    }
+
+  private:
+    std::function<void()> insert_;
+    std::function<void()> remove_;
+};
+
 }  // namespace
 
 QWidget* frmEdit::buildAnglesTab() {
@@ -67,24 +108,79 @@ QWidget* frmEdit::buildAnglesTab() {
     phoGridVert = angleRow("phoGridVert", vertModel_);
     phoGridHorz = angleRow("phoGridHorz", horzModel_);
 
-    auto* vertBox = new QGroupBox(tr("Vertical angles (degrees)"));
-    auto* vertForm = new QFormLayout;
-    vertForm->addRow(tr("Count:"), phoTxtVert);
-    auto* vertLayout = new QVBoxLayout(vertBox);
-    vertLayout->addLayout(vertForm);
-    vertLayout->addWidget(phoGridVert);
+    // Each axis: its count, its grid, and a row to insert or remove one of its angles.
+    auto axisBox = [this](bool vertical) {
+        auto* box = new QGroupBox(vertical ? tr("Vertical angles (degrees)")
+                                           : tr("Horizontal angles (degrees)"));
+        auto* form = new QFormLayout;
+        form->addRow(tr("Count:"), vertical ? phoTxtVert : phoTxtHorz);
+        auto* field = new QLineEdit;
+        field->setObjectName(vertical ? "phoTxtVertAngle" : "phoTxtHorzAngle");
+        field->setPlaceholderText(tr("selected column"));
+        field->setToolTip(
+            tr("An angle to insert or remove; left empty, Insert goes midway after "
+               "the selected column and Remove takes that column"));
+        field->setMaximumWidth(120);
+        auto* label = new QLabel(vertical ? tr("&Vertical angle:") : tr("Hori&zontal angle:"));
+        label->setObjectName(vertical ? "phoLabVertAngle" : "phoLabHorzAngle");
+        label->setBuddy(field);
+        auto* insert = new QPushButton(tr("Insert"));
+        insert->setObjectName(vertical ? "phoCmdInsertVert" : "phoCmdInsertHorz");
+        insert->setToolTip(
+            tr("Insert the angle, its candela values interpolated from its "
+               "neighbours (Insert key on the grid)"));
+        auto* remove = new QPushButton(tr("Remove"));
+        remove->setObjectName(vertical ? "phoCmdRemoveVert" : "phoCmdRemoveHorz");
+        remove->setToolTip(tr("Remove the angle and its candela values (Delete key on the grid)"));
+        for (QPushButton* b : {insert, remove})
+            b->setAutoDefault(false);
+        connect(insert, &QPushButton::clicked, this,
+                [this, vertical] { phoCmdInsert_Click(vertical); });
+        connect(remove, &QPushButton::clicked, this,
+                [this, vertical] { phoCmdRemove_Click(vertical); });
+        auto* keys = new AngleKeys(
+            this, [this, vertical] { phoCmdInsert_Click(vertical); },
+            [this, vertical] { phoCmdRemove_Click(vertical); });
+        QTableView* grid = vertical ? phoGridVert : phoGridHorz;
+        grid->installEventFilter(keys);
+        field->installEventFilter(keys);
+        auto* actions = new QHBoxLayout;
+        actions->addWidget(label);
+        actions->addWidget(field);
+        actions->addWidget(insert);
+        actions->addWidget(remove);
+        actions->addStretch(1);
+        auto* layout = new QVBoxLayout(box);
+        layout->addLayout(form);
+        layout->addWidget(grid);
+        layout->addLayout(actions);
+        QWidget::setTabOrder(grid, field);
+        QWidget::setTabOrder(field, insert);
+        QWidget::setTabOrder(insert, remove);
+        (vertical ? phoTxtVertAngle : phoTxtHorzAngle) = field;
+        (vertical ? phoCmdInsertVert : phoCmdInsertHorz) = insert;
+        (vertical ? phoCmdRemoveVert : phoCmdRemoveHorz) = remove;
+        return box;
+    };
+    auto* vertBox = axisBox(true);
+    auto* horzBox = axisBox(false);
 
-    auto* horzBox = new QGroupBox(tr("Horizontal angles (degrees)"));
-    auto* horzForm = new QFormLayout;
-    horzForm->addRow(tr("Count:"), phoTxtHorz);
-    auto* horzLayout = new QVBoxLayout(horzBox);
-    horzLayout->addLayout(horzForm);
-    horzLayout->addWidget(phoGridHorz);
+    phoCmdReshape = new QPushButton(tr("R&eshape..."));
+    phoCmdReshape->setObjectName("phoCmdReshape");
+    phoCmdReshape->setAutoDefault(false);
+    phoCmdReshape->setToolTip(
+        tr("Resample, symmetrise or expand, rotate or mirror the planes, "
+           "make the nadir values equal or scale the values"));
+    connect(phoCmdReshape, &QPushButton::clicked, this, [this] { phoCmdReshape_Click(); });
+    auto* reshapeRow = new QHBoxLayout;
+    reshapeRow->addWidget(phoCmdReshape);
+    reshapeRow->addStretch(1);
 
     auto* layout = new QVBoxLayout(page);
     layout->addWidget(Label4);
     layout->addWidget(vertBox);
     layout->addWidget(horzBox);
+    layout->addLayout(reshapeRow);
     layout->addStretch(1);
 
     vertModel_->setWriteHook([this](const QModelIndex& index, const QString& text) {
@@ -146,6 +242,126 @@ bool frmEdit::phoGridHorz_Write(int column, const QString& text) {
     candelaModel_->horizontalAngleChanged(i);
     redrawPlot();
     return true;
+}
+
+// ---- Reshaping the web ----
+
+namespace {
+
+int currentColumn(const QTableView* grid) {
+    const QModelIndex index = grid->currentIndex();
+    return index.isValid() ? index.column() : -1;
+}
+
+}  // namespace
+
+bool frmEdit::phoCmdInsert_Click(bool vertical) {
+    if (!state_.dataShown) return false;
+    const WebResult current = webOf(state_);
+    if (!current) {
+        ctx_.prompter.tell(current.refusal);
+        return false;
+    }
+    const Axis axis = vertical ? Axis::kVertical : Axis::kHorizontal;
+    QLineEdit* field = vertical ? phoTxtVertAngle : phoTxtHorzAngle;
+    const std::string typed = field->text().trimmed().toStdString();
+    double angle = 0;
+    if (!typed.empty()) {
+        const CellEntry entry = vertical ? vertAngleEntry(typed) : horzAngleEntry(typed);
+        if (!entry.value) {
+            ctx_.prompter.tell(std::string(entry.message), std::string(entry.title));
+            return false;
+        }
+        angle = *entry.value;
+    } else {
+        // Midway between the selected column and the next (the one before, for the last).
+        const OneBased<float>& angles = vertical ? state_.vertAngles : state_.horAngles;
+        const int column = currentColumn(vertical ? phoGridVert : phoGridHorz);
+        if (column < 0 || angles.ubound() < 2) {
+            ctx_.prompter.tell(std::string(reshape_text::kTypeOrSelect));
+            return false;
+        }
+        const int i = column + 1;
+        const int j = i < angles.ubound() ? i + 1 : i - 1;
+        angle = (static_cast<double>(angles(i)) + angles(j)) / 2;
+    }
+    WebResult done = insertAngle(*current.web, axis, angle);
+    if (!done) {
+        ctx_.prompter.tell(done.refusal);
+        return false;
+    }
+    const AngleAt at = angleIndex(*done.web, axis, angle);
+    applyWeb(std::move(*done.web));
+    field->clear();
+    if (at.index) {
+        QTableView* grid = vertical ? phoGridVert : phoGridHorz;
+        grid->setCurrentIndex(grid->model()->index(0, *at.index - 1));
+    }
+    return true;
+}
+
+bool frmEdit::phoCmdRemove_Click(bool vertical) {
+    if (!state_.dataShown) return false;
+    const WebResult current = webOf(state_);
+    if (!current) {
+        ctx_.prompter.tell(current.refusal);
+        return false;
+    }
+    const Axis axis = vertical ? Axis::kVertical : Axis::kHorizontal;
+    QLineEdit* field = vertical ? phoTxtVertAngle : phoTxtHorzAngle;
+    QTableView* grid = vertical ? phoGridVert : phoGridHorz;
+    const std::string typed = field->text().trimmed().toStdString();
+    int index = currentColumn(grid) + 1;
+    if (!typed.empty()) {
+        const CellEntry entry = vertical ? vertAngleEntry(typed) : horzAngleEntry(typed);
+        if (!entry.value) {
+            ctx_.prompter.tell(std::string(entry.message), std::string(entry.title));
+            return false;
+        }
+        const AngleAt at = angleIndex(*current.web, axis, *entry.value);
+        if (!at.index) {
+            ctx_.prompter.tell(at.refusal);
+            return false;
+        }
+        index = *at.index;
+    } else if (index < 1) {
+        ctx_.prompter.tell(std::string(reshape_text::kTypeOrSelect));
+        return false;
+    }
+    WebResult done = removeAngle(*current.web, axis, index);
+    if (!done) {
+        ctx_.prompter.tell(done.refusal);
+        return false;
+    }
+    const int remaining = vertical ? done.web->numVert() : done.web->numHorz();
+    applyWeb(std::move(*done.web));
+    field->clear();
+    grid->setCurrentIndex(grid->model()->index(0, std::min(index, remaining) - 1));
+    return true;
+}
+
+void frmEdit::phoCmdReshape_Click() {
+    if (!state_.dataShown) return;
+    WebResult current = webOf(state_);
+    if (!current) {
+        ctx_.prompter.tell(current.refusal);
+        return;
+    }
+    if (!reshape_) reshape_ = new dlgReshape(this);
+    reshape_->setWeb(std::move(*current.web));
+    // The flux is the one the candela tab shows: with the multiplier as typed.
+    reshape_->setMultiplier(lampFieldValue(txtMultiplier->text().toStdString()));
+    if (reshape_->exec() != QDialog::Accepted || !reshape_->outcome()) return;
+    applyWeb(*reshape_->outcome().web);
+}
+
+void frmEdit::applyWeb(Web web) {
+    putWeb(std::move(web), state_);
+    // The record's web follows at once, as a typed angle does: the lamp tab rescales from the
+    // record, and the candela grid shades what differs from it.
+    if (!ctx_.list.empty()) saveWeb(state_, record());
+    showAngles();
+    showCandela();
 }
 
 }  // namespace kandor

@@ -183,6 +183,12 @@ TEST_P(HostileRecordTest, EveryButtonAndDialogKeepsTheToolAlive) {
         if (message.starts_with("error, could not")) {
             EXPECT_EQ(list_(1), original) << message;
         }
+    // Reshaping whatever the record holds is refused or done, never a fault; Undo still ends it.
+    type("phoTxtVertAngle", "45");
+    type("phoTxtHorzAngle", "45");
+    for (const char* name : {"phoCmdInsertVert", "phoCmdInsertHorz", "phoCmdRemoveVert",
+                             "phoCmdRemoveHorz", "phoCmdReshape"})
+        press(name);
     prompter_.queue(PromptAnswer::Yes);
     press("cmdUndo");
     // Undo brought the record back as it came; nothing above handed anything over.
