@@ -1,0 +1,65 @@
+#include "core/ldtwriter.h"
+
+#include <string_view>
+
+namespace kandor {
+namespace {
+
+class Lines {
+  public:
+    void text(std::string_view text) {
+        out_ += text;
+        out_ += "\r\n";
+    }
+    void number(double value) { text(ldtNumberText(value)); }
+    void integer(int value) { text(std::to_string(value)); }
+    void numbers(const std::vector<double>& values) {
+        for (double v : values)
+            number(v);
+    }
+    std::string take() { return std::move(out_); }
+
+  private:
+    std::string out_;
+};
+
+}  // namespace
+
+std::string composeLdt(const LdtRecord& r) {
+    Lines out;
+    out.text(r.company);
+    out.integer(r.ityp);
+    out.integer(r.isym);
+    out.integer(r.mc);
+    out.number(r.dc);
+    out.integer(r.ng);
+    out.number(r.dg);
+    for (const std::string* t :
+         {&r.report, &r.luminaireName, &r.luminaireNumber, &r.fileName, &r.dateUser})
+        out.text(*t);
+    for (double v : {r.length, r.width, r.height, r.luminousLength, r.luminousWidth})
+        out.number(v);
+    for (double v : r.luminousHeights)
+        out.number(v);
+    for (double v : {r.dff, r.lorl, r.conversionFactor, r.tilt})
+        out.number(v);
+    out.integer(static_cast<int>(r.lampSets.size()));
+    for (const LdtLampSet& set : r.lampSets) {
+        out.integer(set.numLamps);
+        out.text(set.type);
+        out.number(set.flux);
+        out.text(set.colour);
+        out.text(set.rendering);
+        out.number(set.watts);
+    }
+    for (double v : r.directRatios)
+        out.number(v);
+    out.numbers(r.cAngles);
+    out.numbers(r.gammaAngles);
+    out.numbers(r.intensities);
+    std::string text = out.take();
+    text += r.trailingText;
+    return text;
+}
+
+}  // namespace kandor
