@@ -53,37 +53,59 @@ int ldtWorstStatus(const std::vector<LdtFinding>& findings) {
     return worst;
 }
 
-bool parseLdtNumber(std::string_view token, double& value) {
-    value = 0;
-    if (!token.empty() && token.front() == '+') token.remove_prefix(1);
-    // Only digits, a point or a minus may begin a number: from_chars would take "inf" too.
-    const std::size_t lead = token.starts_with('-') ? 1 : 0;
-    if (token.size() <= lead || token.size() > 64) return false;
-    const char first = token[lead];
-    if (!(first >= '0' && first <= '9') && first != '.') return false;
+namespace {
+
+// A number with a decimal comma ("123,45"), when the comma is its only separator.
+[[gnu::noinline]] bool parseWithComma(std::string_view token, double& value) {
     char buffer[64];
-    std::size_t size = token.size();
+    if (token.size() > sizeof buffer || std::count(token.begin(), token.end(), ',') != 1 ||
+        token.find('.') != std::string_view::npos)
+        return false;
     std::copy(token.begin(), token.end(), buffer);
-    const auto comma = std::find(buffer, buffer + size, ',');
-    if (comma != buffer + size) {
-        // A decimal comma, when it is the only separator of its kind in the number.
-        if (std::find(comma + 1, buffer + size, ',') != buffer + size ||
-            std::find(buffer, buffer + size, '.') != buffer + size)
-            return false;
-        *comma = '.';
-    }
+    const std::size_t size = token.size();
+    *std::find(buffer, buffer + size, ',') = '.';
     double parsed = 0;
     const auto res = std::from_chars(buffer, buffer + size, parsed);
-    if (res.ec != std::errc() || res.ptr != buffer + size || !std::isfinite(parsed)) return false;
+    if (res.ec != std::errc() || res.ptr != buffer + size) return false;
     value = parsed;
     return true;
 }
 
+}  // namespace
+
+bool parseLdtNumber(std::string_view token, double& value) {
+    value = 0;
+    if (!token.empty() && token.front() == '+') token.remove_prefix(1);
+    // Only digits, a point or a minus may begin a number: from_chars would take "inf" too,
+    // and what it accepts then is always finite (a value out of range is an error).
+    const std::size_t lead = token.starts_with('-') ? 1 : 0;
+    if (token.size() <= lead) return false;
+    const char first = token[lead];
+    if (!(first >= '0' && first <= '9') && first != '.') return false;
+    double parsed = 0;
+    const char* const end = token.data() + token.size();
+    const auto res = std::from_chars(token.data(), end, parsed);
+    if (res.ec == std::errc() && res.ptr == end) {
+        value = parsed;
+        return true;
+    }
+    return parseWithComma(token, value);
+}
+
 std::string ldtNumberText(double value) {
-    if (value == 0 || !std::isfinite(value)) return "0";
+    std::string text;
+    appendLdtNumber(text, value);
+    return text;
+}
+
+void appendLdtNumber(std::string& out, double value) {
+    if (value == 0 || !std::isfinite(value)) {
+        out += '0';
+        return;
+    }
     char buffer[400];
     const auto res = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed);
-    return std::string(buffer, res.ptr);
+    out.append(buffer, res.ptr);
 }
 
 double roundSignificant(double value, int digits) {

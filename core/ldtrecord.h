@@ -110,6 +110,8 @@ bool parseLdtNumber(std::string_view token, double& value);
 // The shortest decimal text that reads back as the value, never with an exponent: "100",
 // "0.68625", "-2.5"; "0" for either zero.
 std::string ldtNumberText(double value);
+// The same appended to `out`, for tables, without a string per value.
+void appendLdtNumber(std::string& out, double value);
 
 // The value rounded to `digits` significant decimal digits, which takes away the noise that
 // arithmetic and 32-bit floats leave in values that were short decimals.

@@ -11,12 +11,16 @@ class Lines {
         out_ += text;
         out_ += "\r\n";
     }
-    void number(double value) { text(ldtNumberText(value)); }
+    void number(double value) {
+        appendLdtNumber(out_, value);
+        out_ += "\r\n";
+    }
     void integer(int value) { text(std::to_string(value)); }
     void numbers(const std::vector<double>& values) {
         for (double v : values)
             number(v);
     }
+    void reserve(std::size_t values) { out_.reserve(values * 8 + 1024); }
     std::string take() { return std::move(out_); }
 
   private:
@@ -27,6 +31,7 @@ class Lines {
 
 std::string composeLdt(const LdtRecord& r) {
     Lines out;
+    out.reserve(r.cAngles.size() + r.gammaAngles.size() + r.intensities.size());
     out.text(r.company);
     out.integer(r.ityp);
     out.integer(r.isym);
