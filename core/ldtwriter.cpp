@@ -7,6 +7,7 @@ namespace {
 
 class Lines {
   public:
+    void raw(std::string_view text) { out_ += text; }
     void text(std::string_view text) {
         out_ += text;
         out_ += "\r\n";
@@ -32,6 +33,9 @@ class Lines {
 std::string composeLdt(const LdtRecord& r) {
     Lines out;
     out.reserve(r.cAngles.size() + r.gammaAngles.size() + r.intensities.size());
+    // A reader takes a byte-order mark at the start for the encoding's, so a company line that
+    // begins with one keeps it only behind a mark of the file's own.
+    if (r.company.starts_with("\xEF\xBB\xBF")) out.raw("\xEF\xBB\xBF");
     out.text(r.company);
     out.integer(r.ityp);
     out.integer(r.isym);
