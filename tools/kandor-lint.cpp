@@ -226,6 +226,7 @@ int lintFile(const std::string& path, Mode mode, bool force) {
         using kandor::lint::LdtOutput;
         return kandor::lint::lintLdt(path, raw,
                                      mode == Mode::Json        ? LdtOutput::Json
+                                     : mode == Mode::Summary   ? LdtOutput::Summary
                                      : mode == Mode::Roundtrip ? LdtOutput::Roundtrip
                                                                : LdtOutput::Reports,
                                      force);

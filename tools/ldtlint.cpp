@@ -3,8 +3,11 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "core/ldtconvert.h"
 #include "core/ldtreader.h"
 #include "core/ldtwriter.h"
+#include "core/photometry.h"
+#include "tools/lintphotometry.h"
 
 namespace kandor::lint {
 namespace {
@@ -65,7 +68,16 @@ Json recordJson(const LdtRecord& r) {
 
 int lintLdt(const std::string& path, std::string_view text, LdtOutput mode, bool force) {
     const LdtReadResult read = readLdt(text);
-    if (mode == LdtOutput::Json) {
+    if (mode == LdtOutput::Json || mode == LdtOutput::Summary) {
+        // The figures of the record the editor would show; an unusable reading has none.
+        const IesRecord converted = ldtToIes(read.record, {false, false}).record;
+        PhotometryInput input = photometryInput(converted);
+        input.readWhole = read.status != kLdtUnusable;
+        const Photometry figures = computePhotometry(input);
+        if (mode == LdtOutput::Summary) {
+            put(stdout, photometryBlock(path, figures, converted.OtherData.photometricType));
+            return read.status;
+        }
         Json j;
         j["file"] = path;
         j["format"] = "eulumdat";
@@ -75,6 +87,7 @@ int lintLdt(const std::string& path, std::string_view text, LdtOutput mode, bool
             j["reports"].push_back(
                 {{"line", f.line}, {"code", f.code}, {"status", f.status}, {"message", f.message}});
         j["record"] = recordJson(read.record);
+        j["photometry"] = photometryJson(figures);
         put(stdout, j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
         put(stdout, "\n");
         return read.status;

@@ -7,7 +7,7 @@
 
 namespace kandor::lint {
 
-enum class LdtOutput { Reports, Json, Roundtrip };
+enum class LdtOutput { Reports, Json, Summary, Roundtrip };
 
 // What --help adds about EULUMDAT files.
 inline constexpr std::string_view kLdtHelp =
@@ -18,8 +18,10 @@ inline constexpr std::string_view kLdtHelp =
     "  FILE:LINE: CODE: MESSAGE   one line per finding (LINE 0 when it concerns no one line)\n"
     "  FILE: status N             0 clean, 1 values repaired or out of range, 2 unusable\n"
     "  --json       one object per file: file, format (\"eulumdat\"), status, reports (line,\n"
-    "               code, status, message) and record, every field as read (intensities one\n"
-    "               array per stored C plane, in cd/klm)\n"
+    "               code, status, message), record, every field as read (intensities one\n"
+    "               array per stored C plane, in cd/klm), and photometry, the figures of the\n"
+    "               file as converted to LM-63\n"
+    "  --summary    the figures of the file as converted to LM-63\n"
     "  --roundtrip  the EULUMDAT text Kandor writes for what it read (CR LF line ends); an\n"
     "               unusable file only with --force\n"
     "What converting to and from LM-63 keeps and loses is in the README and the help pages.\n";

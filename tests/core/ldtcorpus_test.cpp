@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -17,6 +18,7 @@
 #include "core/ldtconvert.h"
 #include "core/ldtreader.h"
 #include "core/ldtwriter.h"
+#include "core/photometry.h"
 #include "core/prompter.h"
 #include "core/saveies.h"
 
@@ -124,6 +126,37 @@ TEST_P(LdtCorpus, SavesUnchangedFromTheEditor) {
     LdtRecord expected = doc.original;
     if (kDerivedType.contains(GetParam())) expected.ityp = kDerivedType.at(GetParam());
     EXPECT_EQ(saveLdtDocument(doc.record, doc.original).text, composeLdt(expected));
+}
+
+// The photometric figures of a file are those of its LM-63 twin, written and read back, and of
+// the twin turned a quarter; the total flux is the one the EULUMDAT table integrates to, but
+// for the zero rows LM-63 needs after a table that ends at 140 degrees.
+TEST_P(LdtCorpus, FiguresAgreeWithItsLm63Twins) {
+    const LdtRecord ldt =
+        readLdt(readBytes(std::string(KANDOR_LDT_CORPUS_DIR) + "/" + GetParam())).record;
+    const LdtToIesResult record = ldtToIes(ldt, {false, false});
+    const IesRecord twin = readIes(iesText(ldtToIes(ldt).record));
+    const IesRecord turned = ldtToIes(ldt, {true, false}).record;
+    const Photometry a = computePhotometry(photometryInput(record.record));
+    const Photometry b = computePhotometry(photometryInput(twin));
+    const Photometry c = computePhotometry(photometryInput(turned));
+    // The multiplier and the angles of LM-63 are 32-bit numbers.
+    const auto same = [](const auto& x, const auto& y) {
+        return bool(x) == bool(y) && (!x || std::fabs(*x - *y) <= 1e-6 * std::fabs(*x) + 1e-9);
+    };
+    for (const Photometry* other : {&b, &c}) {
+        EXPECT_TRUE(same(a.totalFlux, other->totalFlux));
+        EXPECT_TRUE(same(a.downwardFlux, other->downwardFlux));
+        EXPECT_TRUE(same(a.lampFlux, other->lampFlux));
+        EXPECT_TRUE(same(a.lorPercent, other->lorPercent));
+        EXPECT_NEAR(a.peak->cd, other->peak->cd, 1e-6 * a.peak->cd);
+        for (int z = 0; z < kZoneCount; ++z)
+            EXPECT_NEAR((*a.zonalFlux)[z], (*other->zonalFlux)[z], 1e-6 * *a.totalFlux);
+    }
+    const bool padded = std::any_of(record.findings.begin(), record.findings.end(),
+                                    [](auto& f) { return f.code == ldtconvert_code::kPadded; });
+    const double klm = ldt.lampSets[0].flux / 1000 * ldt.conversionFactor;
+    EXPECT_NEAR(*a.totalFlux, ldtFlux(ldt).total * klm, (padded ? 1e-3 : 1e-6) * *a.totalFlux);
 }
 
 std::string testName(const ::testing::TestParamInfo<std::string>& row) {

@@ -58,6 +58,9 @@ TEST_F(LdtLint, ChecksAnEulumdatFileWhateverItsName) {
     EXPECT_EQ(j["record"]["ityp"], 0);
     EXPECT_EQ(j["record"]["intensities"].size(), 1u);
     EXPECT_EQ(j["record"]["intensities"][0].size(), 37u);
+    EXPECT_TRUE(j["photometry"]["totalFlux"].is_number());  // the figures of its LM-63 twin
+    EXPECT_EQ(run("--summary dummy.ies"), 0);
+    EXPECT_TRUE(out_.starts_with("dummy.ies\n  Total flux ")) << out_;
 
     // A broken one: the table ends early; its text is only written when forced.
     std::ofstream(kDir / "short.ldt", std::ios::binary) << text.substr(0, text.size() / 2);
