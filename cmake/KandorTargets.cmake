@@ -15,6 +15,7 @@ function(kandor_gtest name)
     target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE_DIR}/tests)
     target_compile_definitions(${name} PRIVATE
         KANDOR_CORPUS_DIR="${CMAKE_SOURCE_DIR}/../shared/corpus/ies"
+        KANDOR_LDT_CORPUS_DIR="${CMAKE_SOURCE_DIR}/../shared/corpus/ldt"
         KANDOR_SOURCE_DIR="${CMAKE_SOURCE_DIR}"
         KANDOR_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
     kandor_warnings(${name})

@@ -3,19 +3,21 @@
 #   ./scripts/fuzz.sh [SECONDS_PER_TARGET] [TARGET...]     (default 60 s, every target)
 #
 # Targets: ies_reader_fuzz (the LM-63 reader), ies_roundtrip_fuzz (writer and reader agree),
-# exchange_fuzz (the exchange slots), channel_fuzz (the host's commands) and startup_fuzz (the
-# command line and start-up). The fuzz preset builds them with clang, libFuzzer,
-# AddressSanitizer and UndefinedBehaviorSanitizer.
+# ldt_reader_fuzz (the EULUMDAT reader and the conversions), ldt_roundtrip_fuzz (EULUMDAT
+# writer and reader agree), exchange_fuzz (the exchange slots), channel_fuzz (the host's
+# commands) and startup_fuzz (the command line and start-up). The fuzz preset builds them with
+# clang, libFuzzer, AddressSanitizer and UndefinedBehaviorSanitizer.
 #
 # For each target the kept regression inputs (tests/fuzz/regressions/TARGET/) are replayed
 # first, one by one; then the fuzzer runs from those, the checked-in seeds
-# (tests/fuzz/seeds/TARGET/) and, for the LM-63 and exchange targets, the sample files. Any
-# crash, broken invariant, leak, time-out or memory blow-up fails the script, and the input
-# that caused it is kept in tests/fuzz/regressions/TARGET/ to become a regression input (add
-# its one line to tests/fuzz/regressions/README.md).
+# (tests/fuzz/seeds/TARGET/) and, for the LM-63, EULUMDAT and exchange targets, the sample
+# files. Any crash, broken invariant, leak, time-out or memory blow-up fails the script, and
+# the input that caused it is kept in tests/fuzz/regressions/TARGET/ to become a regression
+# input (add its one line to tests/fuzz/regressions/README.md).
 #
-# KANDOR_CORPUS_DIR overrides where the sample files are (default: ../shared/corpus/ies beside
-# the repository); KANDOR_FUZZ_KEEP_CORPUS=DIR keeps each target's grown corpus in DIR/TARGET.
+# KANDOR_CORPUS_DIR and KANDOR_LDT_CORPUS_DIR override where the sample files are (default:
+# ../shared/corpus/ies and ../shared/corpus/ldt beside the repository);
+# KANDOR_FUZZ_KEEP_CORPUS=DIR keeps each target's grown corpus in DIR/TARGET.
 set -euo pipefail
 
 seconds="${1:-60}"
@@ -23,13 +25,15 @@ case "$seconds" in
     '' | *[!0-9]*) echo "usage: $0 [SECONDS_PER_TARGET] [TARGET...]" >&2; exit 2 ;;
 esac
 shift || true
-all_targets=(ies_reader_fuzz ies_roundtrip_fuzz exchange_fuzz channel_fuzz startup_fuzz)
+all_targets=(ies_reader_fuzz ies_roundtrip_fuzz ldt_reader_fuzz ldt_roundtrip_fuzz exchange_fuzz
+    channel_fuzz startup_fuzz)
 targets=("$@")
 [ ${#targets[@]} -gt 0 ] || targets=("${all_targets[@]}")
 
 repo="$(cd "$(dirname "$0")/.." && pwd)"
 cd "$repo"
 corpus="${KANDOR_CORPUS_DIR:-$repo/../shared/corpus/ies}"
+ldt_corpus="${KANDOR_LDT_CORPUS_DIR:-$repo/../shared/corpus/ldt}"
 jobs="${KANDOR_FUZZ_JOBS:-2}"
 bin="$repo/build-fuzz/bin"
 
@@ -79,6 +83,10 @@ for t in "${targets[@]}"; do
                 "$fuzzer" "--kandor-seeds-from=$corpus" "--kandor-seeds-to=$work/corpus" \
                     >/dev/null 2>&1 ;;
         esac
+    fi
+
+    if [[ "$t" == ldt_* && -d "$ldt_corpus" ]]; then
+        find "$ldt_corpus" -maxdepth 1 -type f -iname '*.ldt' -exec cp {} "$work/corpus/" \;
     fi
 
     echo "== $t: fuzzing for ${seconds}s from $(find "$work/corpus" -type f | wc -l) inputs =="

@@ -1,5 +1,5 @@
-// kandor-lint: checks LM-63 photometric files with the editor's own reader, from a shell or a
-// build, and shows what the editor would make of them.
+// kandor-lint: checks LM-63 (and EULUMDAT) photometric files with the editor's own reader, from
+// a shell or a build, and shows what the editor would make of them.
 
 #include <cerrno>
 #include <cmath>
@@ -14,10 +14,12 @@
 
 #include "core/iesreader.h"
 #include "core/iesrecord.h"
+#include "core/ldtreader.h"
 #include "core/numforms.h"
 #include "core/prompter.h"
 #include "core/saveies.h"
 #include "dialogs/version.h"
+#include "tools/ldtlint.h"
 #include "tools/lintphotometry.h"
 
 namespace {
@@ -220,6 +222,15 @@ int lintFile(const std::string& path, Mode mode, bool force) {
         complain(std::string(kCannotRead) + path + ": " + std::strerror(errno));
         return -1;
     }
+    if (kandor::photometricFormat(raw, path) == kandor::PhotometricFormat::Eulumdat) {
+        using kandor::lint::LdtOutput;
+        return kandor::lint::lintLdt(path, raw,
+                                     mode == Mode::Json        ? LdtOutput::Json
+                                     : mode == Mode::Summary   ? LdtOutput::Summary
+                                     : mode == Mode::Roundtrip ? LdtOutput::Roundtrip
+                                                               : LdtOutput::Reports,
+                                     force);
+    }
     const std::string text = kandor::normaliseLineEnds(raw);
     kandor::writer().setLastText(text);
 
@@ -298,6 +309,7 @@ int main(int argc, char** argv) {
             } else if (arg == "--help" || arg == "-h") {
                 put(stdout, kUsage);
                 put(stdout, kHelp);
+                put(stdout, kandor::lint::kLdtHelp);
                 return 0;
             } else if (arg == "--version") {
                 put(stdout, kandor::build_info::versionText("kandor-lint"));
