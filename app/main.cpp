@@ -163,6 +163,10 @@ int main(int argc, char** argv) {
         file && *file && parsed.hostWindow != 0) {
         context.editedFile = file;
         context.hostProcess = static_cast<std::int64_t>(::getppid());
+        const fileedit::OpenReport report = fileedit::decodeOpenReport(
+            store->get(kExchangeApp, parsed.section, fileedit::kOpenReportKey));
+        context.openStatus = report.status;
+        context.openFindings = report.findings;
     }
     if (parsed.hostWindow != 0) {
         context.sendCommand = [&core, &state](std::string_view command) {

@@ -11,6 +11,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <QDialog>
 #include <QPointer>
@@ -87,6 +88,9 @@ struct EditorContext {
     // The process that hands the file back; when it is gone, the edits are kept in a recovery
     // file. 0: nothing to watch (the file is handed back within this process).
     std::int64_t hostProcess = 0;
+    // File mode: what the reader said of the file when it was opened (status 0: nothing).
+    int openStatus = 0;
+    std::vector<std::string> openFindings{};
 };
 
 // Help topics by tab.

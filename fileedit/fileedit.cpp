@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <vector>
 
@@ -69,6 +70,34 @@ ParsedCommand parseEditorCommand(std::string_view command) {
     if (verb == "SENDNEWDATA*") return {EditorRequest::SaveCopy, false};
     if (verb == "RETURNCLOSE" || verb == "CLOSEREMOVE") return {EditorRequest::Close, true};
     return {};
+}
+
+std::string encodeOpenReport(const OpenReport& report) {
+    if (report.status == 0 && report.findings.empty()) return {};
+    std::string text = std::to_string(report.status);
+    for (const std::string& finding : report.findings)
+        text += "\n" + finding;
+    return text;
+}
+
+OpenReport decodeOpenReport(std::string_view text) {
+    OpenReport report;
+    if (text.empty()) return report;
+    std::size_t start = 0;
+    bool first = true;
+    while (start <= text.size()) {
+        std::size_t end = text.find('\n', start);
+        if (end == std::string_view::npos) end = text.size();
+        const std::string line(text.substr(start, end - start));
+        if (first) {
+            report.status = std::atoi(line.c_str());
+            first = false;
+        } else if (!line.empty()) {
+            report.findings.push_back(line);
+        }
+        start = end + 1;
+    }
+    return report;
 }
 
 // ---- EditedFile ----
@@ -177,8 +206,9 @@ class HostWindow final : public QWidget {
 
 class Session {
   public:
-    Session(const EditOptions& options, SettingsStore& store, EditedFile& file)
-        : options_(options), store_(store), file_(file) {
+    Session(const EditOptions& options, SettingsStore& store, EditedFile& file,
+            std::string openReport)
+        : options_(options), store_(store), file_(file), openReport_(std::move(openReport)) {
         section_ = options.section.empty()
                        ? "KandorHostEdit-" + std::to_string(static_cast<long long>(::getpid()))
                        : options.section;
@@ -197,6 +227,7 @@ class Session {
             return kExitFailed;
         }
         store_.save(kExchangeApp, section_, outgoing_, "");
+        if (!openReport_.empty()) store_.save(kExchangeApp, section_, kOpenReportKey, openReport_);
 
         std::int64_t handle = 1;  // any non-zero handle says "started by a host"
         if (options_.child) {
@@ -333,6 +364,7 @@ class Session {
     const EditOptions& options_;
     SettingsStore& store_;
     EditedFile& file_;
+    std::string openReport_;
     std::string section_, instance_, outgoing_, incoming_;
     QProcess process_;
     std::unique_ptr<HostWindow> window_;
@@ -416,7 +448,8 @@ int runEdit(const EditOptions& options) {
     // own choice comes back when the session ends.
     const std::string workOn = store->get("Lumivex32", "Kandor", "WorkOn");
     if (options.copy) store->save("Lumivex32", "Kandor", "WorkOn", "Copy");
-    Session session(options, *store, file);
+    OpenReport report{status, findings};
+    Session session(options, *store, file, encodeOpenReport(report));
     const int result = session.run(list);
     if (options.copy) {
         if (workOn.empty())

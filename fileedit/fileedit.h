@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/iesrecord.h"
 #include "core/prompter.h"
@@ -18,6 +19,11 @@ namespace kandor::fileedit {
 // The editor learns from this environment variable that it edits a file for a person at a
 // desktop rather than a record for a host application (and which file).
 inline constexpr const char* kEditFileVariable = "KANDORPE_EDIT_FILE";
+
+// Under this key of the session's exchange section the editor finds what the reader said of
+// the file: the status on the first line, then one finding per line ("line 12: (27) ...").
+// Absent for a clean file.
+inline constexpr const char* kOpenReportKey = "OpenReport";
 
 // Exit statuses of an editing session.
 inline constexpr int kExitOk = 0;
@@ -83,6 +89,15 @@ struct EditOptions {
     // Refusals before the editor opens also as a box, for a launch without a terminal.
     bool startErrorsInBox = false;
 };
+
+// What the reader said of a file, as the editor shows it when the file opens.
+struct OpenReport {
+    int status = 0;
+    std::vector<std::string> findings;
+};
+// The report as it travels under kOpenReportKey, and back; an empty text is a clean file.
+std::string encodeOpenReport(const OpenReport& report);
+OpenReport decodeOpenReport(std::string_view text);
 
 // Runs the whole session; the exit status of `kandor-host edit`.
 int runEdit(const EditOptions& options);

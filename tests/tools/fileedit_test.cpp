@@ -112,6 +112,15 @@ TEST(HostEdit, RoundingOfLongCandelaValuesIsReported) {
     EXPECT_NEAR(report.maxChange, 0.00045, 1e-9);
 }
 
+TEST(HostEdit, TheReadersReportReachesTheEditorWhole) {
+    const OpenReport report{3, {"line 4: (27) Descriptive line without Keyword.", "line 9: (1) x"}};
+    const OpenReport back = decodeOpenReport(encodeOpenReport(report));
+    EXPECT_EQ(back.status, 3);
+    EXPECT_EQ(back.findings, report.findings);
+    EXPECT_EQ(encodeOpenReport({}), "");
+    EXPECT_EQ(decodeOpenReport("").status, 0);
+}
+
 // What the editor's transfer does to an untouched record on its way back through slot 1.
 IesRecord asHandedBack(IesRecord record) {
     if (!record.Keywords.empty() && record.Keywords(1).starts_with("IESNA"))
