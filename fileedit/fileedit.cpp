@@ -17,6 +17,8 @@
 #include <QWidget>
 
 #include "core/iesreader.h"
+#include "core/ldtconvert.h"
+#include "core/ldtreader.h"
 #include "core/numforms.h"
 #include "editor/qtprompter.h"
 #include "fileio/lm63file.h"
@@ -104,22 +106,41 @@ OpenReport decodeOpenReport(std::string_view text) {
 
 EditedFile::EditedFile(fs::path file, const std::string& bytes,
                        const fileio::FileSnapshot& snapshot, const IesRecord& original,
-                       Prompter& prompter)
+                       Prompter& prompter, std::optional<LdtRecord> ldt)
     : file_(std::move(file)),
       lfOnly_(bytes.find('\r') == std::string::npos),
       onDisk_(snapshot),
-      prompter_(prompter) {
-    StderrPrompter quiet;
-    known_ = fileio::composeForFile(original, lfOnly_, quiet);
+      prompter_(prompter),
+      ldt_(std::move(ldt)) {
+    std::string why;
+    known_ = compose(original, why);
+}
+
+std::string EditedFile::compose(const IesRecord& record, std::string& why) const {
+    if (!ldt_) {
+        StderrPrompter quiet;
+        std::string text = fileio::composeForFile(record, lfOnly_, quiet);
+        if (text.empty()) why = "the data handed back cannot be written as an LM-63 text";
+        return text;
+    }
+    const LdtSaved saved = saveLdtDocument(fileio::withFileKeywords(record), *ldt_);
+    for (const LdtFinding& finding : saved.findings)
+        say(file_.string() + ": " + finding.message);
+    if (saved.status == kLdtUnusable || saved.text.empty()) {
+        why = "the data cannot be written as EULUMDAT";
+        for (const LdtFinding& finding : saved.findings)
+            if (finding.status == kLdtUnusable) why += " (" + finding.message + ")";
+        return {};
+    }
+    return lfOnly_ ? fileio::withLfLineEnds(saved.text) : saved.text;
 }
 
 bool EditedFile::saveRecord(const IesRecord& record) {
-    StderrPrompter quiet;
-    const std::string text = fileio::composeForFile(record, lfOnly_, quiet);
+    std::string why;
+    const std::string text = compose(record, why);
     if (text.empty()) {
-        prompter_.tell(file_.string() +
-                       " could not be saved: the data handed back cannot be written as an "
-                       "LM-63 text. Your changes are still in the editor.");
+        prompter_.tell(file_.string() + " could not be saved: " + why +
+                       ". Your changes are still in the editor.");
         return false;
     }
     const fileio::DiskState disk = fileio::compareWithDisk(file_, onDisk_);
@@ -147,13 +168,12 @@ bool EditedFile::saveRecord(const IesRecord& record) {
 }
 
 bool EditedFile::saveCopy(const IesRecord& record) {
-    StderrPrompter quiet;
-    const std::string text = fileio::composeForFile(record, lfOnly_, quiet);
+    std::string why;
+    const std::string text = compose(record, why);
     const fs::path copy = fileio::copyPathFor(file_);
     if (text.empty()) {
-        prompter_.tell(copy.string() +
-                       " could not be saved: the data handed back cannot be written as an "
-                       "LM-63 text. Your changes are still in the editor.");
+        prompter_.tell(copy.string() + " could not be saved: " + why +
+                       ". Your changes are still in the editor.");
         return false;
     }
     if (!write(copy, text, !copyBackupKept_)) return false;
@@ -392,13 +412,29 @@ int runEdit(const EditOptions& options) {
 
     RecordList list;
     IesRecord& record = list.add();
-    IesReader reader;
     std::vector<std::string> findings;
-    reader.hooks.ReportIssue = [&findings](int code, int line, const std::string& message) {
+    auto note = [&findings](int code, int line, const std::string& message) {
         findings.push_back("line " + std::to_string(line) + ": (" + std::to_string(code) + ") " +
                            message);
     };
-    const int status = reader.ParseIes(record, text, false, text);
+    int status = kParseClean;
+    std::optional<LdtRecord> ldt;
+    if (photometricFormat(read.bytes, options.file.filename().string()) ==
+        PhotometricFormat::Eulumdat) {
+        // The editor edits LM-63 data; the file stays EULUMDAT, its other fields kept.
+        LdtDocument document = openLdtDocument(read.bytes);
+        for (const LdtFinding& finding : document.findings)
+            note(finding.code, finding.line, finding.message);
+        record = std::move(document.record);
+        ldt = std::move(document.original);
+        status = document.status == kLdtUnusable   ? kParseUnusable
+                 : document.status == kLdtRepaired ? kParseValueProblems
+                                                   : kParseClean;
+    } else {
+        IesReader reader;
+        reader.hooks.ReportIssue = note;
+        status = reader.ParseIes(record, text, false, text);
+    }
     record.Filename = fs::absolute(options.file).lexically_normal().string();
     if (status == kParseUnusable) {
         std::string all;
@@ -406,18 +442,22 @@ int runEdit(const EditOptions& options) {
             say(options.file.string() + ": " + f);
             all += f + "\n";
         }
-        if (!options.force) {
-            const std::string why = options.file.string() +
-                                    " is not usable as it stands (status 2); nothing was "
-                                    "changed. Use --force to edit what could be read; the "
-                                    "original is then kept as " +
-                                    options.file.string() + ".bak.";
+        if (!options.force || ldt) {
+            // An EULUMDAT file that cannot be read gives no record worth editing.
+            const std::string why =
+                ldt ? options.file.string() +
+                          " is not a usable EULUMDAT file (status 2); nothing was changed."
+                    : options.file.string() +
+                          " is not usable as it stands (status 2); nothing was changed. Use "
+                          "--force to edit what could be read; the original is then kept as " +
+                          options.file.string() + ".bak.";
             say(why);
             if (options.startErrorsInBox) prompter.tell(why + "\n\n" + all);
             return kExitUnusable;
         }
     }
-    const fileio::RoundingReport rounding = fileio::candelaRounding(text, record);
+    const fileio::RoundingReport rounding =
+        ldt ? fileio::RoundingReport{} : fileio::candelaRounding(text, record);
     if (rounding.count > 0) {
         say(std::to_string(rounding.count) +
             " candela values have more than three decimals; they are kept to three (largest "
@@ -425,7 +465,7 @@ int runEdit(const EditOptions& options) {
             plainDouble(rounding.maxChange, true) + " cd).");
     }
 
-    EditedFile file(options.file, read.bytes, read.snapshot, record, prompter);
+    EditedFile file(options.file, read.bytes, read.snapshot, record, prompter, std::move(ldt));
     const fileio::EditLock lock(options.file);
     if (lock.state() == fileio::EditLock::State::HeldByOther) {
         const std::string text2 =

@@ -6,11 +6,13 @@
 // editor costs the user the file or the edits.
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "core/iesrecord.h"
+#include "core/ldtrecord.h"
 #include "core/prompter.h"
 #include "fileio/safesave.h"
 
@@ -42,9 +44,12 @@ ParsedCommand parseEditorCommand(std::string_view command);
 // The file being edited, and the rules for writing over it.
 class EditedFile {
   public:
-    // `bytes` and `snapshot` as the file was read; `original` the record read from it.
+    // `bytes` and `snapshot` as the file was read; `original` the record read from it. An
+    // EULUMDAT file gives `ldt`, every field as read: the record is saved back into it, so that
+    // what the editor does not show stays as it was.
     EditedFile(std::filesystem::path file, const std::string& bytes,
-               const fileio::FileSnapshot& snapshot, const IesRecord& original, Prompter& prompter);
+               const fileio::FileSnapshot& snapshot, const IesRecord& original, Prompter& prompter,
+               std::optional<LdtRecord> ldt = std::nullopt);
 
     // Another editor holds the file: saving over it is refused, a copy may still be saved.
     void setHeldElsewhere(std::string holder) { heldBy_ = std::move(holder); }
@@ -62,6 +67,9 @@ class EditedFile {
     int saves() const { return saves_; }
 
   private:
+    // The file's text for a record, in the file's own format and line ends; empty (with the
+    // reason in `why`) when the record cannot be written so.
+    std::string compose(const IesRecord& record, std::string& why) const;
     bool write(const std::filesystem::path& target, const std::string& text, bool backup);
 
     std::filesystem::path file_;
@@ -69,6 +77,7 @@ class EditedFile {
     fileio::FileSnapshot onDisk_;  // what the file held when it was read or last written
     std::string known_;            // that content as the writer composes it
     Prompter& prompter_;
+    std::optional<LdtRecord> ldt_;
     std::string heldBy_;
     bool backupKept_ = false;
     bool copyBackupKept_ = false;

@@ -65,9 +65,7 @@ RoundingReport candelaRounding(std::string_view text, const IesRecord& record) {
     return report;
 }
 
-std::string composeForFile(IesRecord record, bool lfOnly, Prompter& prompter) {
-    // The editor stores the format line with its CRLF, and the exchange hands that back as an
-    // empty line after it; a saved file should not grow blank header lines.
+IesRecord withFileKeywords(IesRecord record) {
     OneBased<std::string> keywords;
     for (std::string line : record.Keywords) {
         while (!line.empty() && (line.back() == '\n' || line.back() == '\r'))
@@ -75,6 +73,19 @@ std::string composeForFile(IesRecord record, bool lfOnly, Prompter& prompter) {
         if (!line.empty()) keywords.append(std::move(line));
     }
     record.Keywords = std::move(keywords);
+    return record;
+}
+
+std::string withLfLineEnds(std::string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i)
+        if (!(text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n')) out += text[i];
+    return out;
+}
+
+std::string composeForFile(IesRecord record, bool lfOnly, Prompter& prompter) {
+    record = withFileKeywords(std::move(record));
     // Counts the writer's fault boxes: after one, its text is not the record.
     class Counting final : public Prompter {
       public:
@@ -95,12 +106,7 @@ std::string composeForFile(IesRecord record, bool lfOnly, Prompter& prompter) {
     if (counting.shown > 0 || text.empty()) return {};
     // The writer ends the table without a line break; files end with one.
     text += "\r\n";
-    if (!lfOnly) return text;
-    std::string out;
-    out.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i)
-        if (!(text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n')) out += text[i];
-    return out;
+    return lfOnly ? withLfLineEnds(text) : text;
 }
 
 std::filesystem::path copyPathFor(const std::filesystem::path& file) {

@@ -21,6 +21,14 @@ struct RoundingReport {
 // numbers cannot be lined up with the record (a damaged table) gives an empty report.
 RoundingReport candelaRounding(std::string_view text, const IesRecord& record);
 
+// The record's header lines as a file holds them: the editor stores the format line with its
+// CRLF, and the exchange hands that back as an empty line after it; a saved file must not grow
+// blank header lines.
+IesRecord withFileKeywords(IesRecord record);
+
+// The text with every CRLF made a lone LF, for a file that had LF line ends.
+std::string withLfLineEnds(std::string_view text);
+
 // The LM-63 text a user's file is saved as: the writer's layout with candela values to as many
 // decimals as the record holds, header lines without the empty ones the exchange adds, and the
 // file's own line ends (LF alone when the original had no CR). Empty when the writer refused

@@ -271,8 +271,8 @@ ReadResult readForEditing(const fs::path& file, std::uintmax_t limit) {
             // The file may have grown since it was measured.
             if (out.bytes.size() > limit) break;
             const std::uintmax_t cap = limit < UINTMAX_MAX ? limit + 1 : limit;
-            out.bytes.resize(static_cast<std::size_t>(
-                std::min<std::uintmax_t>(cap, out.bytes.size() + 65536)));
+            out.bytes.resize(
+                static_cast<std::size_t>(std::min<std::uintmax_t>(cap, out.bytes.size() + 65536)));
         }
         const ssize_t n = ::read(fd.get(), out.bytes.data() + done, out.bytes.size() - done);
         if (n < 0) {

@@ -115,6 +115,7 @@ second-editor)
 links)
     start_host "$file"
     editor=$(wait_window 'Edit:')
+    echo "caption=$(xdotool getwindowname "$editor")"
     type_lamps "$editor" 3
     press "$editor" Return
     finish

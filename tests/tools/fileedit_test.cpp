@@ -17,6 +17,8 @@
 #include <string>
 
 #include "core/iesreader.h"
+#include "core/ldtconvert.h"
+#include "core/photometry.h"
 #include "fileio/lm63file.h"
 #include "host/sqlitesettingsstore.h"
 #include "support/scriptedprompter.h"
@@ -163,6 +165,24 @@ TEST(EditedFile, WritesOnlyChangesAndAsksBeforeOverwritingAnotherProgramsVersion
     EXPECT_TRUE(edited.saveRecord(changed));
     EXPECT_EQ(readRecord(readBytes(file)).OtherData.numLamps, 4);
     EXPECT_TRUE(prompter.pending() == 0);
+}
+
+TEST(EditedFile, AnUntouchedEulumdatFileIsNeverRewritten) {
+    const fs::path dir = freshFolder("ldt-untouched");
+    for (const auto& entry : fs::directory_iterator(KANDOR_LDT_CORPUS_DIR)) {
+        if (entry.path().extension() != ".ldt") continue;
+        SCOPED_TRACE(entry.path().filename().string());
+        const fs::path file = dir / entry.path().filename();
+        fs::copy_file(entry.path(), file, fs::copy_options::overwrite_existing);
+        const fileio::ReadResult read = fileio::readForEditing(file);
+        LdtDocument document = openLdtDocument(read.bytes);
+        testing::ScriptedPrompter prompter;
+        EditedFile edited(file, read.bytes, read.snapshot, document.record, prompter,
+                          document.original);
+        EXPECT_TRUE(edited.saveRecord(asHandedBack(document.record)));
+        EXPECT_EQ(edited.saves(), 0);
+        EXPECT_TRUE(prompter.calls().empty());
+    }
 }
 
 TEST(EditedFile, FailuresAreToldAndAFileHeldElsewhereIsOnlyCopied) {
@@ -344,6 +364,28 @@ TEST_F(FileSession, LinksOwnerAndModeAreKept) {
     EXPECT_EQ(after.st_uid, before.st_uid);
     EXPECT_EQ(after.st_gid, before.st_gid);
     EXPECT_EQ(readBytes(file_.string() + ".bak"), original_);
+}
+
+TEST_F(FileSession, AnEulumdatFileIsEditedAndStaysEulumdat) {
+    const fs::path ldt = file_.parent_path() / "road.ldt";
+    fs::copy_file(fs::path(KANDOR_LDT_CORPUS_DIR) / "eulumdat-rs-road_luminaire.ldt", ldt);
+    fs::permissions(ldt, fs::perms(0644));
+    const std::string before = readBytes(ldt);
+    const std::string log = run("links", ldt);
+    EXPECT_NE(log.find("caption=Edit: road.ldt"), std::string::npos) << log;
+    EXPECT_NE(log.find("host-exit=0"), std::string::npos) << log;
+    const std::string after = readBytes(ldt);
+    const LdtDocument was = openLdtDocument(before);
+    const LdtDocument now = openLdtDocument(after);
+    EXPECT_EQ(now.status, kLdtClean);
+    EXPECT_EQ(now.record.OtherData.numLamps, 3);
+    // What the editor does not show comes back as it was.
+    EXPECT_EQ(now.original.company, was.original.company);
+    EXPECT_EQ(now.original.luminaireName, was.original.luminaireName);
+    // Three lamps of the same lumens give the same light: cd/klm drop, intensities stay.
+    ASSERT_TRUE(totalFlux(now.record) && totalFlux(was.record));
+    EXPECT_NEAR(*totalFlux(now.record), *totalFlux(was.record), 1e-3 * *totalFlux(was.record));
+    EXPECT_EQ(readBytes(ldt.string() + ".bak"), before);
 }
 
 TEST_F(FileSession, AKilledHostLeavesTheEditsInARecoveryFile) {
