@@ -75,7 +75,7 @@ constexpr std::string_view kHelp =
     "                    the lines of [KEY] replaced by this one (by all given for the same\n"
     "                    KEY, in order), or added after the others when the file has none\n"
     "  --revision 1995|2002\n"
-    "                    the LM-63 revision the file declares\n"
+    "                    the LM-63 revision the file declares (LM-63 output only)\n"
     "  --symmetrise S    the planes averaged into a symmetry: quadrant, c0-c180, c90-c270,\n"
     "                    rotational (Type B: quadrant means 0 to 90); expand makes a full set\n"
     "                    of planes out of the symmetry the file holds\n"
@@ -342,9 +342,10 @@ struct Loaded {
     std::string roundingNote;
 };
 
+// A finding as the editor lists it; findings of the conversions concern no line.
 std::string finding(int code, int line, std::string_view message) {
-    return "line " + std::to_string(line) + ": (" + std::to_string(code) + ") " +
-           std::string(message);
+    return (line > 0 ? "line " + std::to_string(line) + ": " : std::string()) + "(" +
+           std::to_string(code) + ") " + std::string(message);
 }
 
 void addLdtFindings(const std::vector<kandor::LdtFinding>& from, std::vector<std::string>& to) {
@@ -392,7 +393,8 @@ Loaded load(const std::string& bytes, const fs::path& file, std::optional<Format
         if (rounding.count > 0)
             in.roundingNote = std::to_string(rounding.count) +
                               " candela values kept to three decimals (largest change " +
-                              kandor::plainDouble(rounding.maxChange, true) + " cd)";
+                              kandor::generalSingle(static_cast<float>(rounding.maxChange)) +
+                              " cd)";
     }
     return in;
 }
@@ -460,7 +462,8 @@ void editKeywords(const Options& o, kandor::EditorState& state, std::vector<std:
         state.keyRtb += line + "\r\n";
 }
 
-Applied applyChanges(const Options& o, IesRecord& record) {
+// `lm63Output`: the record is written as LM-63, where the revision means something.
+Applied applyChanges(const Options& o, IesRecord& record, bool lm63Output) {
     using namespace kandor;
     Applied out;
     if (!o.changesRecord()) return out;
@@ -524,7 +527,7 @@ Applied applyChanges(const Options& o, IesRecord& record) {
         state.txtWatt = *o.watts;
     }
     if (!o.keywords.empty() || !o.removeKeywords.empty()) editKeywords(o, state, out.changes);
-    if (o.revision && *o.revision != state.revision) {
+    if (o.revision && *o.revision != state.revision && lm63Output) {
         out.changes.push_back(arrow("revision",
                                     kRevisionYears[static_cast<std::size_t>(state.revision)],
                                     kRevisionYears[static_cast<std::size_t>(*o.revision)]));
@@ -533,10 +536,15 @@ Applied applyChanges(const Options& o, IesRecord& record) {
 
     if (o.symmetry || o.resample || o.equalNadir || (o.scale && o.scaleValues)) {
         WebResult web = webOf(state);
+        // A step that leaves the web as it was (data that hold the symmetry already) says so
+        // by saying nothing.
         auto step = [&](WebResult next, std::string what) {
-            if (next) out.changes.push_back(std::move(what));
-            web = std::move(next);
-            return static_cast<bool>(web);
+            if (next && next.web != web.web) out.changes.push_back(std::move(what));
+            if (next)
+                web = std::move(next);
+            else
+                web.refusal = std::move(next.refusal);
+            return static_cast<bool>(next);
         };
         if (!web) return refuse(web.refusal);
         if (o.symmetry) {
@@ -550,8 +558,11 @@ Applied applyChanges(const Options& o, IesRecord& record) {
         }
         if (o.resample && !step(resample(*web.web, o.vertStep, o.horzStep), "resampled"))
             return refuse(web.refusal);
-        if (o.equalNadir && !step(equalNadir(*web.web), "nadir values made equal"))
-            return refuse(web.refusal);
+        if (o.equalNadir && !step(equalNadir(*web.web), "nadir values made equal")) {
+            // One plane, or no nadir at all: nothing to make equal, which is what was asked.
+            if (web.refusal != webops_text::kOnePlane && web.refusal != webops_text::kNoNadir)
+                return refuse(web.refusal);
+        }
         if (o.scale && o.scaleValues &&
             !step(scale(*web.web, *o.scale),
                   "candela values x" + generalSingle(static_cast<float>(*o.scale))))
@@ -644,7 +655,7 @@ class Batch {
             changes.push_back(target == Format::Ldt ? "LM-63 -> EULUMDAT" : "EULUMDAT -> LM-63");
 
         IesRecord record = in.record;
-        const Applied applied = applyChanges(o_, record);
+        const Applied applied = applyChanges(o_, record, target == Format::Ies);
         if (!applied.refusal.empty()) return skip(name, applied.refusal);
         changes.insert(changes.end(), applied.changes.begin(), applied.changes.end());
 
