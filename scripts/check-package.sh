@@ -39,7 +39,7 @@ done
 ls "$share"/man/man1
 
 echo "-- the programs from the unpacked package"
-for program in kandorpe kandor-lint kandor-host kandor-settings; do
+for program in kandorpe kandor-lint kandor-convert kandor-host kandor-settings; do
     "$root/usr/bin/$program" --version | head -1
     "$root/usr/bin/$program" --help >/dev/null
 done

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the Debian package of KandorPE into dist/ (kandorpe_VERSION_ARCH.deb): the four
+# Builds the Debian package of KandorPE into dist/ (kandorpe_VERSION_ARCH.deb): the five
 # programs of the dev build (built here when they are missing or out of date), stripped, with
 # the help pages, menu entry, file types, icon, metainfo and manual pages.
 set -euo pipefail
@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 ./scripts/install-deps.sh
 cmake --preset dev >/dev/null
 cmake --build --preset dev -j "$(nproc 2>/dev/null || echo 2)" \
-    --target kandorpe kandor-lint kandor-host kandor-settings
+    --target kandorpe kandor-lint kandor-convert kandor-host kandor-settings
 
 staging=build/cpack
 rm -rf "$staging"

@@ -59,7 +59,7 @@ constexpr std::string_view kHelp =
     "through a temporary file, so that it holds either its old or its new contents, never a\n"
     "part. A file the reader finds unusable (status 2) is skipped with the reader's findings.\n"
     "\n"
-    "Changes (in this order):\n"
+    "Changes (the planes averaged, resampled and their nadir made equal in this order):\n"
     "  --lamps N, --lumens-per-lamp N\n"
     "                    the lamp data, as the lamp tab changes them: the candela multiplier\n"
     "                    is scaled with the lamp flux (with --scale-values the candela values\n"
