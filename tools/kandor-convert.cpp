@@ -94,8 +94,8 @@ constexpr std::string_view kHelp =
     "                    land on an input of the run, or on a file written earlier in it, is\n"
     "                    skipped: use --in-place to change files where they are\n"
     "  --in-place        over the file itself; with --to changing the format, beside it under\n"
-    "                    the new extension, the original kept. A file whose text comes out as\n"
-    "                    it was is left untouched\n"
+    "                    the new extension, the original kept. A file whose data come out as\n"
+    "                    they were is left untouched\n"
     "  --backup          with --in-place, keep what a file held as FILE.bak first\n"
     "  --dry-run         write nothing; say what would be written\n"
     "  --help            this text\n"
@@ -685,9 +685,16 @@ class Batch {
                 return skip(name, output.string() + " was written from " + from + " already");
 
         std::string what = changes.empty() ? std::string("no change") : join(changes);
-        if (overInput && text == read.bytes) {
-            say(name + ": " + what + "; the text is as it was, the file left untouched");
-            return true;
+        if (overInput) {
+            // As the editor saves: data that compose as the file's own did change nothing,
+            // however the file spelled them, and the file is not touched.
+            std::vector<std::string> again;
+            std::string unused;
+            if (text == read.bytes ||
+                text == compose(in, in.record, target, fileLf, output, again, unused)) {
+                say(name + ": nothing changed; the file left as it is");
+                return true;
+            }
         }
         if (o_.dryRun) {
             say(name + ": " + what + "; would write " + output.string());
