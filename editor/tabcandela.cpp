@@ -1,5 +1,6 @@
 // The candela tab: the candela table, its copy and paste, and its polar plot.
 
+#include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
 #include <QDir>
@@ -137,8 +138,9 @@ QWidget* frmEdit::buildCandelaTab() {
     for (QComboBox* combo : {cdaCmbPlanes, cdaCmbUnit})
         connect(combo, &QComboBox::currentIndexChanged, this, [this] { redrawPlot(); });
     // The figures follow the lamp data as typed, as the plot follows the multiplier.
-    for (QLineEdit* lamp : {txtNumLamps, txtLumPerLamp, txtWatt})
+    for (QLineEdit* lamp : {txtNumLamps, txtLumPerLamp, txtWatt, txtBallast})
         if (lamp) connect(lamp, &QLineEdit::textChanged, this, [this] { redrawPlot(); });
+    if (tltChkTilt) connect(tltChkTilt, &QCheckBox::toggled, this, [this] { redrawPlot(); });
 
     cdaFraPhotometry = new PhotometryPanel;
 
@@ -253,6 +255,20 @@ bool frmEdit::redrawPlot() {
     const bool perKilolumen = cdaCmbUnit->currentIndex() == 1;
     if (perKilolumen) input.multiplier *= 1000 / *figures.lampFlux;
     picCda->setUnit(cdaCmbUnit->currentText());
+
+    PlotCaptionInput caption;
+    caption.perKilolumen = perKilolumen;
+    if (txtMultiplier && isNumeric(txtMultiplier->text().toStdString()))
+        caption.multiplier = multiplier;
+    else if (!txtMultiplier)
+        caption.multiplier = 1;
+    if (perKilolumen) caption.lampLumens = figures.lampFlux.value;
+    if (txtBallast) {
+        const std::string ballast = txtBallast->text().toStdString();
+        if (isNumeric(ballast)) caption.ballastFactor = lampFieldValue(ballast);
+    }
+    caption.tilt = tltChkTilt && tltChkTilt->isChecked();
+    picCda->setCaption(QString::fromStdString(plotCaption(caption)));
     return picCda->setData(input);
 }
 
@@ -309,9 +325,9 @@ bool frmEdit::cdaGridCd_Write(int row, int column, const QString& text) {
     const double old = state_.candela(h, v);
     const double value = *entry.value;
     state_.candela(h, v) = value;
-    if (const auto cell = static_cast<std::size_t>(h - 1) *
-                              static_cast<std::size_t>(state_.candela.cols()) +
-                          static_cast<std::size_t>(v - 1);
+    if (const auto cell =
+            static_cast<std::size_t>(h - 1) * static_cast<std::size_t>(state_.candela.cols()) +
+            static_cast<std::size_t>(v - 1);
         cell < state_.candelaText.size())
         state_.candelaText[cell] = false;
     // The maximum moves up with a larger value; lowering the peak itself needs a new search.

@@ -37,7 +37,7 @@ class Screenshots : public EditorFixture {
         form_.reset();
         list_.clear();
         start(corpusRecord(file), changingLamp);
-        form_->resize(1100, 760);
+        form_->resize(1280, 800);
         form_->findChild<QTabWidget*>("SSTab1")->setCurrentIndex(tab);
         QApplication::processEvents();
         if (before) before();
