@@ -157,9 +157,14 @@ QVariant CandelaModel::data(const QModelIndex& index, int role) const {
 }
 
 QVariant CandelaModel::headerData(int section, Qt::Orientation orientation, int role) const {
+    const bool typeC = state_.photometricType == 1;
+    // The corner says which way each kind of angle runs.
+    if (role == Qt::ToolTipRole && orientation == Qt::Horizontal && section == 0)
+        return typeC ? tr("Rows: vertical angles (γ); columns: horizontal angles (C planes)")
+                     : tr("Rows: vertical angles (V); columns: horizontal angles (H)");
     if (role != Qt::DisplayRole) return {};
     if (orientation == Qt::Vertical) return section + 1;
-    if (section == 0) return tr("V \\ H");
+    if (section == 0) return typeC ? tr("γ ↓  C →") : tr("V ↓  H →");
     if (section <= state_.horAngles.ubound()) return angleText(state_.horAngles(section)) + "°";
     return {};
 }

@@ -7,7 +7,9 @@
 #include <QDir>
 #include <QMouseEvent>
 #include <QPixmap>
+#include <QScrollBar>
 #include <QTabWidget>
+#include <QTableView>
 
 #include <fstream>
 #include <functional>
@@ -84,6 +86,10 @@ TEST_F(Screenshots, DISABLED_CandelaTabAndPhotometry) {
     shoot("eulumdat-rs-aec-italo-181x73.ies", "tab-candela-streetlight.png", 3, keep, [this] {
         auto* planes = child<QComboBox>("cdaCmbPlanes");
         planes->setCurrentIndex(planes->findText("C15 - C195"));
+        // Scrolled sideways with a cell read out under the grid.
+        auto* grid = child<QTableView>("cdaGridCd");
+        grid->setCurrentIndex(grid->model()->index(60, 12));
+        grid->horizontalScrollBar()->setValue(grid->columnViewportPosition(8));
     });
     auto* plot = child<plotCD>("picCda");
     plot->resize(520, 560);
