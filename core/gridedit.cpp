@@ -162,13 +162,24 @@ std::string candelaSelectionText(const OneBased2D<double>& display,
     return out;
 }
 
+std::string_view angleAxisName(int photometricType, bool vertical) {
+    if (photometricType == 1)
+        return vertical ? "vertical angles (\xCE\xB3)" : "horizontal angles (C planes)";
+    return vertical ? "vertical angles (V)" : "horizontal angles (H)";
+}
+
+std::string_view angleSymbol(int photometricType, bool vertical) {
+    if (photometricType == 1) return vertical ? "\xCE\xB3" : "C";
+    return vertical ? "V" : "H";
+}
+
 std::string candelaCellLine(int photometricType, float horAngle, float vertAngle,
                             std::string_view shown, double value,
                             std::optional<double> multiplier) {
-    const bool typeC = photometricType == 1;
-    std::string line = (typeC ? "C " : "H ") + generalSingle(horAngle) + "\xC2\xB0 " +
-                       (typeC ? "\xCE\xB3 " : "V ") + generalSingle(vertAngle) +
-                       "\xC2\xB0: " + std::string(shown);
+    std::string line = std::string(angleSymbol(photometricType, false)) + " " +
+                       generalSingle(horAngle) + "\xC2\xB0 " +
+                       std::string(angleSymbol(photometricType, true)) + " " +
+                       generalSingle(vertAngle) + "\xC2\xB0: " + std::string(shown);
     if (!multiplier || *multiplier == 1) return line + " cd";
     return line + " (x " + generalSingle(static_cast<float>(*multiplier)) + " = " +
            formatFigure(value * *multiplier) + " cd)";

@@ -70,6 +70,12 @@ std::string candelaSelectionText(const OneBased2D<double>& display,
                                  const std::vector<bool>& textCells,
                                  const std::vector<CandelaCell>& selected);
 
+// The names of the two kinds of angle, the same on every tab, in the plot and in the help:
+// Type C "vertical angles (γ)" and "horizontal angles (C planes)", Type B (any type but 1)
+// "vertical angles (V)" and "horizontal angles (H)"; and their symbols "γ", "C", "V", "H".
+std::string_view angleAxisName(int photometricType, bool vertical);
+std::string_view angleSymbol(int photometricType, bool vertical);
+
 // The line under the candela grid that reads out one cell: "C 35° γ 22.5°: 868.88 (x 1.875 =
 // 1629 cd)", Type B (any type but 1) "H 35° V 22.5°: ...". `shown` is the cell's text as the
 // grid shows it; without a multiplier (the field holds no number) or with 1 the line ends
