@@ -87,6 +87,13 @@ TEST_F(CandelaFigures, TheDiagramShowsAChosenPairInCdOrCdPerKilolumenAndExportsI
     EXPECT_FALSE(plot->exportPng(dir + "/missing/p.png"));
     QDir(dir).removeRecursively();
 
+    // The caption follows the lamp fields as typed.
+    unit->setCurrentIndex(0);
+    type("txtMultiplier", "1.875");
+    type("txtBallast", "0.9");
+    EXPECT_EQ(plot->caption(), "cd = file values x multiplier 1.875 (ballast factor not applied)");
+    type("txtMultiplier", "1");
+
     // Absolute photometry has no lamp lumens to refer to: back to cd.
     type("txtLumPerLamp", "-1");
     EXPECT_FALSE(unit->isEnabled());
