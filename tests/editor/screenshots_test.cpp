@@ -91,6 +91,11 @@ TEST_F(Screenshots, DISABLED_CandelaTabAndPhotometry) {
         grid->setCurrentIndex(grid->model()->index(60, 12));
         grid->horizontalScrollBar()->setValue(grid->columnViewportPosition(8));
     });
+    // An area luminaire measured to 90 degrees: the lower half, a cell read out.
+    shoot("lithonia-as1-100m-sr2.ies", "tab-candela-road-lower-half.png", 3, keep, [this] {
+        auto* grid = child<QTableView>("cdaGridCd");
+        grid->setCurrentIndex(grid->model()->index(24, 4));
+    });
     auto* plot = child<plotCD>("picCda");
     plot->resize(520, 560);
     EXPECT_TRUE(plot->exportSvg(dir() + "/polar-streetlight.svg"));
