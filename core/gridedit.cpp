@@ -1,10 +1,12 @@
 #include "core/gridedit.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
 
 #include "core/numforms.h"
+#include "core/photometry.h"
 #include "core/rescale.h"
 #include "core/runtimefault.h"
 
@@ -98,27 +100,89 @@ bool candelaDiffers(double shown, double stored) {
     return !(std::fabs(shown - stored) <= tolerance);
 }
 
-std::string candelaCopyText(const OneBased2D<double>& display,
-                            const std::vector<bool>& textCells) {
+namespace {
+
+void appendCell(std::string& out, const OneBased2D<double>& display,
+                const std::vector<bool>& textCells, int h, int v) {
+    const std::size_t cell =
+        static_cast<std::size_t>(h - 1) * static_cast<std::size_t>(display.cols()) +
+        static_cast<std::size_t>(v - 1);
+    const bool anyText = textCells.size() == static_cast<std::size_t>(display.rows()) *
+                                                 static_cast<std::size_t>(display.cols());
+    if (anyText && textCells[cell])
+        out += formatPattern(display(h, v), rescale_text::kRescaledPattern);
+    else
+        appendShortest(out, display(h, v));
+}
+
+}  // namespace
+
+std::string candelaCopyText(const OneBased2D<double>& display, const std::vector<bool>& textCells) {
     std::string out;
-    const auto cells =
-        static_cast<std::size_t>(display.rows()) * static_cast<std::size_t>(display.cols());
-    out.reserve(cells * 9);
-    const bool anyText = textCells.size() == cells;
+    out.reserve(static_cast<std::size_t>(display.rows()) *
+                static_cast<std::size_t>(display.cols()) * 9);
     for (int v = 1; v <= display.cols(); ++v) {
         for (int h = 1; h <= display.rows(); ++h) {
             if (h > 1) out += '\t';
-            const std::size_t cell = static_cast<std::size_t>(h - 1) *
-                                         static_cast<std::size_t>(display.cols()) +
-                                     static_cast<std::size_t>(v - 1);
-            if (anyText && textCells[cell])
-                out += formatPattern(display(h, v), rescale_text::kRescaledPattern);
-            else
-                appendShortest(out, display(h, v));
+            appendCell(out, display, textCells, h, v);
         }
         out += "\r\n";
     }
     return out;
+}
+
+std::string candelaSelectionText(const OneBased2D<double>& display,
+                                 const std::vector<bool>& textCells,
+                                 const std::vector<CandelaCell>& selected) {
+    std::vector<CandelaCell> cells;
+    for (const CandelaCell& c : selected)
+        if (c.h >= 1 && c.h <= display.rows() && c.v >= 1 && c.v <= display.cols())
+            cells.push_back(c);
+    if (cells.empty()) return {};
+    int h0 = cells.front().h, h1 = h0, v0 = cells.front().v, v1 = v0;
+    for (const CandelaCell& c : cells) {
+        h0 = std::min(h0, c.h);
+        h1 = std::max(h1, c.h);
+        v0 = std::min(v0, c.v);
+        v1 = std::max(v1, c.v);
+    }
+    const int width = h1 - h0 + 1;
+    std::vector<bool> in(static_cast<std::size_t>(width) * static_cast<std::size_t>(v1 - v0 + 1));
+    for (const CandelaCell& c : cells)
+        in[static_cast<std::size_t>((c.v - v0) * width + (c.h - h0))] = true;
+    std::string out;
+    for (int v = v0; v <= v1; ++v) {
+        for (int h = h0; h <= h1; ++h) {
+            if (h > h0) out += '\t';
+            if (in[static_cast<std::size_t>((v - v0) * width + (h - h0))])
+                appendCell(out, display, textCells, h, v);
+        }
+        out += "\r\n";
+    }
+    return out;
+}
+
+std::string_view angleAxisName(int photometricType, bool vertical) {
+    if (photometricType == 1)
+        return vertical ? "vertical angles (\xCE\xB3)" : "horizontal angles (C planes)";
+    return vertical ? "vertical angles (V)" : "horizontal angles (H)";
+}
+
+std::string_view angleSymbol(int photometricType, bool vertical) {
+    if (photometricType == 1) return vertical ? "\xCE\xB3" : "C";
+    return vertical ? "V" : "H";
+}
+
+std::string candelaCellLine(int photometricType, float horAngle, float vertAngle,
+                            std::string_view shown, double value,
+                            std::optional<double> multiplier) {
+    std::string line = std::string(angleSymbol(photometricType, false)) + " " +
+                       generalSingle(horAngle) + "\xC2\xB0 " +
+                       std::string(angleSymbol(photometricType, true)) + " " +
+                       generalSingle(vertAngle) + "\xC2\xB0: " + std::string(shown);
+    if (!multiplier || *multiplier == 1) return line + " cd";
+    return line + " (x " + generalSingle(static_cast<float>(*multiplier)) + " = " +
+           formatFigure(value * *multiplier) + " cd)";
 }
 
 CandelaPaste readCandelaPaste(std::string_view text, int numHorz, int numVert) {

@@ -56,6 +56,33 @@ bool candelaDiffers(double shown, double stored);
 std::string candelaCopyText(const OneBased2D<double>& display,
                             const std::vector<bool>& textCells = {});
 
+// A selection of the display table, as the grid hands it over: cells by horizontal and
+// vertical index.
+struct CandelaCell {
+    int h = 0;
+    int v = 0;
+};
+
+// The copy text of selected cells in the same form: the rows and columns from the first to
+// the last selected one, a cell inside that block but not selected left empty (a selection
+// need not be a rectangle). Cells outside the table are ignored; nothing selected gives "".
+std::string candelaSelectionText(const OneBased2D<double>& display,
+                                 const std::vector<bool>& textCells,
+                                 const std::vector<CandelaCell>& selected);
+
+// The names of the two kinds of angle, the same on every tab, in the plot and in the help:
+// Type C "vertical angles (γ)" and "horizontal angles (C planes)", Type B (any type but 1)
+// "vertical angles (V)" and "horizontal angles (H)"; and their symbols "γ", "C", "V", "H".
+std::string_view angleAxisName(int photometricType, bool vertical);
+std::string_view angleSymbol(int photometricType, bool vertical);
+
+// The line under the candela grid that reads out one cell: "C 35° γ 22.5°: 868.88 (x 1.875 =
+// 1629 cd)", Type B (any type but 1) "H 35° V 22.5°: ...". `shown` is the cell's text as the
+// grid shows it; without a multiplier (the field holds no number) or with 1 the line ends
+// "868.88 cd".
+std::string candelaCellLine(int photometricType, float horAngle, float vertAngle,
+                            std::string_view shown, double value, std::optional<double> multiplier);
+
 // The outcome of reading a paste: the values to put into the display array, or the message
 // to show while nothing changes.
 struct CandelaPaste {

@@ -6,6 +6,7 @@
 #include <limits>
 #include <numeric>
 
+#include "core/numforms.h"
 #include "core/photometry.h"
 
 namespace kandor {
@@ -198,26 +199,24 @@ PolarPlot polarPlot(const PlotInput& in) {
 
     if (in.photometricType == 1) {
         struct Plane {
-            const char* label;
+            const char* label;  // null: the two half planes, left first
             double right, left;
             bool dashed;
         };
         // A single plane is the same all round: one curve says so, where two would lie on
         // top of each other and one of them would seem to be missing.
-        std::vector<Plane> planes{{"C0 - C180", 0, 180, false}, {"C90 - C270", 90, 270, true}};
-        std::string chosen;
+        std::vector<Plane> planes{{nullptr, 0, 180, false}, {nullptr, 90, 270, true}};
         if (hs.size() == 1) {
             planes = {{"All C planes (rotationally symmetric)", 0, 180, false}};
         } else if (in.plane) {
-            chosen = pairLabel(*in.plane);
-            planes = {{chosen.c_str(), *in.plane, std::fmod(*in.plane + 180, 360.0), false}};
+            planes = {{nullptr, *in.plane, std::fmod(*in.plane + 180, 360.0), false}};
         }
         for (const Plane& p : planes) {
             PolarCurve curve;
-            curve.label = p.label;
             curve.dashed = p.dashed;
             curve.rightName = "C" + angleText(p.right);
             curve.leftName = "C" + angleText(p.left);
+            curve.label = p.label ? std::string(p.label) : curve.leftName + " | " + curve.rightName;
             const PlaneWeights right = planeWeights(hs, p.right);
             const PlaneWeights left = planeWeights(hs, p.left);
             for (const Angle& a : vs) {
@@ -227,6 +226,16 @@ PolarPlot polarPlot(const PlotInput& in) {
             }
             plot.curves.push_back(std::move(curve));
         }
+        if (hs.size() > 1) plot.rimLabel = plot.curves.front().label;
+        // A web that stops at the horizon is drawn as the half it measured.
+        double lowest = 180, highest = 0;
+        for (const Angle& a : vs)
+            if (a.degrees >= 0 && a.degrees <= 180) {
+                lowest = std::min(lowest, a.degrees);
+                highest = std::max(highest, a.degrees);
+            }
+        if (lowest < highest && highest <= 90) plot.toDegrees = 90;
+        if (lowest < highest && lowest >= 90) plot.fromDegrees = 90;
     } else {
         // Each principal plane at its own angles, both sides of the axis; a side the table
         // holds only by symmetry reads from its mirror.
@@ -240,7 +249,7 @@ PolarPlot polarPlot(const PlotInput& in) {
         };
         plot.typeB = true;
         PolarCurve horizontal;
-        horizontal.label = "Horizontal plane (V = 0\xC2\xB0)";
+        horizontal.label = "H\xE2\x88\x92 | H+ (V = 0\xC2\xB0)";
         horizontal.rightName = "H +";
         horizontal.leftName = "H -";
         for (double d : planeAngles(hs)) {
@@ -249,7 +258,7 @@ PolarPlot polarPlot(const PlotInput& in) {
             addSample(horizontal.left, d, typeBValue(in, hs, vs, -d, 0), in.multiplier, peak);
         }
         PolarCurve vertical;
-        vertical.label = "Vertical plane (H = 0\xC2\xB0)";
+        vertical.label = "V\xE2\x88\x92 | V+ (H = 0\xC2\xB0)";
         vertical.rightName = "V +";
         vertical.leftName = "V -";
         vertical.dashed = true;
@@ -258,12 +267,40 @@ PolarPlot polarPlot(const PlotInput& in) {
             addSample(vertical.right, d, typeBValue(in, hs, vs, 0, d), in.multiplier, peak);
             addSample(vertical.left, d, typeBValue(in, hs, vs, 0, -d), in.multiplier, peak);
         }
+        // Lateral angles reach +-90 at most; only angles beyond that need the whole circle.
+        bool beyond = false;
+        for (const PolarCurve* c : {&horizontal, &vertical})
+            for (const auto* half : {&c->right, &c->left})
+                for (const PolarSample& s : *half)
+                    beyond = beyond || s.degrees > 90;
+        plot.toDegrees = beyond ? 180 : 90;
+        plot.rimLabel = "H\xE2\x88\x92 | H+";
         plot.curves.push_back(std::move(horizontal));
         plot.curves.push_back(std::move(vertical));
     }
     plot.peak = peak;
     roundScale(peak, plot.ringStep, plot.ringCount);
     return plot;
+}
+
+std::string plotCaption(const PlotCaptionInput& in) {
+    const auto number = [](double x) { return generalSingle(static_cast<float>(x)); };
+    std::string text = in.perKilolumen ? "cd/klm" : "cd";
+    text += " = file values";
+    std::vector<std::string> notes;
+    if (in.multiplier)
+        text += " x multiplier " + number(*in.multiplier);
+    else
+        notes.push_back("multiplier not a number");
+    if (in.perKilolumen && in.lampLumens)
+        text += " x 1000 / " + number(*in.lampLumens) + " lamp lm";
+    std::string notApplied;
+    if (in.ballastFactor && *in.ballastFactor != 1) notApplied = "ballast factor";
+    if (in.tilt) notApplied += notApplied.empty() ? "tilt" : " and tilt";
+    if (!notApplied.empty()) notes.push_back(notApplied + " not applied");
+    for (std::size_t i = 0; i < notes.size(); ++i)
+        text += (i == 0 ? " (" : "; ") + notes[i] + (i + 1 == notes.size() ? ")" : "");
+    return text;
 }
 
 std::vector<double> pairPlanes(std::span<const float> horAngles) {

@@ -3,7 +3,8 @@
 // plotCD's geometry: the polar candela diagram as lighting data sheets draw it, reduced to
 // plain numbers so that it is checked without pixels. The widget only maps these to the
 // screen: nadir (0 degrees) at the bottom, 180 at the top, the first plane of each curve to
-// the right of the vertical axis and its opposite plane to the left.
+// the right of the vertical axis and its opposite plane to the left. Type B is drawn the same
+// way with the aiming direction (0) at the bottom and signed angles, -90 left and +90 right.
 
 #include <optional>
 #include <span>
@@ -35,7 +36,7 @@ struct PolarSample {
 
 // One curve: a plane through the vertical axis, its two halves each in ascending angle.
 struct PolarCurve {
-    std::string label;      // the legend's text, "C0 - C180"
+    std::string label;      // the legend's text, left half first: "C180 | C0"
     std::string rightName;  // what a reading on each half names: "C0", "H +"
     std::string leftName;
     std::vector<PolarSample> right;  // the first half plane (C0, C90; Type B: positive angles)
@@ -50,7 +51,15 @@ struct PolarPlot {
     double ringStep = 1;  // candela between rings
     int ringCount = 1;    // rings from the centre out; the outer one is the scale's end
     bool typeB = false;   // the angles are Type B's, from the axis, not from nadir
+    // The part of the circle the data reach, in degrees from nadir (Type B: from the axis):
+    // 0-90 the lower half, 90-180 the upper half, 0-180 the whole circle.
+    double fromDegrees = 0;
+    double toDegrees = 180;
+    // Which half plane lies on which side, for the rim: "C180 | C0"; empty when every plane
+    // is the same.
+    std::string rimLabel;
     double scaleMax() const { return ringStep * ringCount; }
+    bool halfCircle() const { return toDegrees - fromDegrees <= 90; }
 };
 
 // The diagram for the data; no curves when the table is empty (no angles or no values).
@@ -74,6 +83,21 @@ std::optional<double> halfPlaneValue(const std::vector<PolarSample>& half, doubl
 // value there, "C0, γ 35.0°: 1234 cd" (Type B: "H +35.0°: 1234 cd").
 std::vector<std::string> polarReadout(const PolarPlot& plot, double degrees, bool leftSide,
                                       std::string_view unit);
+
+// What the diagram's values are, for the caption under it.
+struct PlotCaptionInput {
+    bool perKilolumen = false;            // cd/klm rather than cd
+    std::optional<double> multiplier;     // as typed; none when the field holds no number
+    std::optional<double> lampLumens;     // number of lamps x lumens per lamp, for cd/klm
+    std::optional<double> ballastFactor;  // as typed; none when the field holds no number
+    bool tilt = false;                    // a tilt table is included
+};
+
+// The caption: "cd = file values x multiplier 1.875 (ballast factor and tilt not applied)",
+// "cd/klm = file values x multiplier 1 x 1000 / 2000 lamp lm"; the factors the diagram does not
+// apply are named only when they would change something (a ballast factor other than 1, a
+// tilt table).
+std::string plotCaption(const PlotCaptionInput& input);
 
 // A round scale for a peak: 1, 2, 2.5 or 5 times a power of ten between rings, at most five
 // rings, the outer one at or beyond the peak. A peak of 0 or less gives one ring of 1.

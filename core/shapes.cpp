@@ -1,5 +1,6 @@
 #include "core/shapes.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -364,53 +365,94 @@ class Sketch {
 }  // namespace
 
 std::vector<SketchPrimitive> shapeSketch(int shapeIndex) {
+    return shapeSketch(shapeIndex, SketchDimensions{});
+}
+
+std::vector<SketchPrimitive> shapeSketch(int shapeIndex, const SketchDimensions& dims) {
+    // Which entered number sets each half size of the drawing: a along the length axis, b
+    // along the width axis, c up the height axis; and the half sizes drawn when nothing
+    // usable is entered, which also bound the drawing so that it stays in the picture.
+    enum Source { kNone, kWidth, kLength, kHeight };
+    struct Proportions {
+        Source a, b, c;
+        double na, nb, nc;
+    };
+    static constexpr Proportions kShapes[] = {
+        {kNone, kNone, kNone, 0, 0, 0},           // 0 point
+        {kLength, kWidth, kHeight, 24, 14, 13},   // 1 box
+        {kWidth, kWidth, kNone, 20, 20, 0},       // 2 circle
+        {kWidth, kWidth, kHeight, 18, 18, 16},    // 3 vertical cylinder
+        {kLength, kWidth, kHeight, 26, 12, 16},   // 4 vertical ellipsoidal cylinder
+        {kWidth, kWidth, kWidth, 20, 20, 20},     // 5 sphere
+        {kLength, kWidth, kHeight, 28, 14, 17},   // 6 ellipsoidal spheroid
+        {kLength, kHeight, kHeight, 26, 13, 13},  // 7 cylinder along the length
+        {kHeight, kWidth, kHeight, 14, 16, 14},   // 8 cylinder across it
+        {kLength, kWidth, kNone, 26, 16, 0},      // 9 rectangle
+        {kLength, kWidth, kNone, 28, 16, 0},      // 10 ellipse
+        {kLength, kWidth, kHeight, 26, 22, 9},    // 11 elliptic cylinder along
+        {kLength, kWidth, kHeight, 22, 14, 11},   // 12 elliptic cylinder across
+        {kNone, kWidth, kWidth, 0, 20, 20},       // 13 upright circle
+        {kNone, kWidth, kHeight, 0, 28, 13},      // 14 upright ellipse
+    };
     Sketch s;
     s.axes();
+    if (shapeIndex < 0 || shapeIndex > 14) return std::move(s.items);
+    const Proportions& p = kShapes[shapeIndex];
+    double a = p.na, b = p.nb, c = p.nc;
+
+    const auto size = [&](Source source) {
+        const double v = source == kWidth    ? dims.width
+                         : source == kLength ? dims.length
+                         : source == kHeight ? dims.height
+                                             : 0;
+        return std::isfinite(v) ? std::fabs(v) : 0.0;
+    };
+    const double largest = std::max({size(p.a), size(p.b), size(p.c)});
+    if (largest > 0) {
+        // The largest entered size is drawn as large as the shape's largest half size; the
+        // others in proportion, but never so thin that they vanish, nor beyond that bound.
+        constexpr double kThinnest = 3;
+        const double bound = std::max({p.na, p.nb, p.nc});
+        const auto half = [&](Source source) {
+            return std::clamp(size(source) / largest * bound, kThinnest, bound);
+        };
+        a = half(p.a);
+        b = half(p.b);
+        c = half(p.c);
+    }
     switch (shapeIndex) {
         case 0:
             s.point();
             break;
         case 1:
-            s.box(24, 14, 13);
+            s.box(a, b, c);
             break;
         case 2:
-            s.flatEllipse(20, 20);
+        case 10:
+            s.flatEllipse(a, b);
             break;
         case 3:
-            s.verticalCylinder(18, 18, 16);
-            break;
         case 4:
-            s.verticalCylinder(26, 12, 16);
+            s.verticalCylinder(a, b, c);
             break;
         case 5:
-            s.spheroid(20, 20, 20);
-            break;
         case 6:
-            s.spheroid(28, 14, 17);
+            s.spheroid(a, b, c);
             break;
         case 7:
-            s.cylinderAlongLength(26, 13, 13);
+        case 11:
+            s.cylinderAlongLength(a, b, c);
             break;
         case 8:
-            s.cylinderAcrossLength(14, 16, 14);
+        case 12:
+            s.cylinderAcrossLength(a, b, c);
             break;
         case 9:
-            s.flatRectangle(26, 16);
-            break;
-        case 10:
-            s.flatEllipse(28, 16);
-            break;
-        case 11:
-            s.cylinderAlongLength(26, 22, 9);
-            break;
-        case 12:
-            s.cylinderAcrossLength(22, 14, 11);
+            s.flatRectangle(a, b);
             break;
         case 13:
-            s.verticalDisc(20, 20);
-            break;
         case 14:
-            s.verticalDisc(28, 13);
+            s.verticalDisc(b, c);
             break;
         default:
             break;

@@ -175,6 +175,20 @@ struct SketchPrimitive {
 // gives the axes alone.
 std::vector<SketchPrimitive> shapeSketch(int shapeIndex);
 
+// The sizes entered for the opening, in any unit (the same for all three): their signs are
+// ignored, and 0 or NaN means none was entered.
+struct SketchDimensions {
+    double width = 0;
+    double length = 0;
+    double height = 0;
+};
+
+// The same sketch drawn in the proportions of the entered sizes that the shape uses: the
+// largest as large as the plain sketch draws the shape, the others in proportion but never
+// thinner than a few points, so that a 0.01 by 2 opening still shows its thin side. Without
+// any entered size it is the plain sketch.
+std::vector<SketchPrimitive> shapeSketch(int shapeIndex, const SketchDimensions& dims);
+
 // Everything gsbShowLuminousShape does to the lamp tab for a chosen shape, in order: show
 // `message` in an OK-only box when it is not empty, apply `fields` when present (writing
 // kDisabledFieldText into each disabled text box), then paint `sketch`. `shapeIndex` is the

@@ -239,6 +239,8 @@ class frmEdit final : public QDialog, public EditorForm {
     bool exportPlot(bool svg);
     // The candela table as copy text; the paste of such a text (false when refused).
     std::string candelaCopyText() const;
+    // The selected candela cells as copy text; empty when nothing is selected.
+    std::string candelaSelectionCopyText() const;
     bool pasteCandela(std::string_view text);
     // Refreshes the candela grid after the display array changed as a whole.
     void refreshCandela();

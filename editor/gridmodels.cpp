@@ -74,7 +74,7 @@ QVariant AngleRowModel::unboundRead(int c) const {
 QVariant AngleRowModel::headerData(int section, Qt::Orientation orientation, int role) const {
     if (role != Qt::DisplayRole) return {};
     if (orientation == Qt::Horizontal) return section + 1;
-    return vertical_ ? tr("Vertical (°)") : tr("Horizontal (°)");
+    return qs(std::string(angleSymbol(state_.photometricType, vertical_))) + " (°)";
 }
 
 Qt::ItemFlags AngleRowModel::flags(const QModelIndex& index) const {
@@ -157,9 +157,17 @@ QVariant CandelaModel::data(const QModelIndex& index, int role) const {
 }
 
 QVariant CandelaModel::headerData(int section, Qt::Orientation orientation, int role) const {
+    // The corner says which way each kind of angle runs.
+    const int type = state_.photometricType;
+    if (role == Qt::ToolTipRole && orientation == Qt::Horizontal && section == 0)
+        return tr("Rows: %1; columns: %2")
+            .arg(qs(std::string(angleAxisName(type, true))),
+                 qs(std::string(angleAxisName(type, false))));
     if (role != Qt::DisplayRole) return {};
     if (orientation == Qt::Vertical) return section + 1;
-    if (section == 0) return tr("V \\ H");
+    if (section == 0)
+        return qs(std::string(angleSymbol(type, true))) + " ↓  " +
+               qs(std::string(angleSymbol(type, false))) + " →";
     if (section <= state_.horAngles.ubound()) return angleText(state_.horAngles(section)) + "°";
     return {};
 }

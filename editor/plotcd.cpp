@@ -25,8 +25,23 @@ const QColor kOuterRing(120, 120, 120);
 const QColor kSpoke(215, 215, 215);
 const QColor kText(60, 60, 60);
 
-QString degreesText(int degrees) {
-    return QString::number(degrees) + QChar(0x00B0);
+// Type B's lateral angles are signed: negative to the left of the axis.
+QString degreesText(int degrees, bool negative = false) {
+    const QString number = QString::number(degrees) + QChar(0x00B0);
+    return negative && degrees != 0 ? QChar(0x2212) + number : number;
+}
+
+// The two sides' names of the rim label, "C180 | C0": left first.
+std::pair<QString, QString> rimNames(const PolarPlot& plot) {
+    const QString rim = QString::fromStdString(plot.rimLabel);
+    const qsizetype bar = rim.indexOf(QStringLiteral(" | "));
+    if (bar < 0) return {};
+    return {rim.left(bar), rim.mid(bar + 3)};
+}
+
+// The longest angle label, which sets the room beside the circle.
+QString widestAngleLabel(const PolarPlot& plot) {
+    return plot.typeB ? degreesText(90, true) : degreesText(180);
 }
 
 QString candelaText(double value) {
@@ -106,24 +121,58 @@ std::optional<std::pair<double, bool>> PlotFrame::angleAt(const QPointF& point) 
     const double dx = point.x() - centre.x();
     const double dy = point.y() - centre.y();
     if (std::hypot(dx, dy) > radius || radius <= 0) return std::nullopt;
-    return std::make_pair(std::atan2(std::fabs(dx), dy) * 180 / std::numbers::pi, dx < 0);
+    const double degrees = std::atan2(std::fabs(dx), dy) * 180 / std::numbers::pi;
+    // Half a degree of slack, so that the straight edge of a half diagram still reads.
+    if (degrees < fromDegrees - 0.5 || degrees > toDegrees + 0.5) return std::nullopt;
+    return std::make_pair(std::clamp(degrees, fromDegrees, toDegrees), dx < 0);
 }
 
-PlotFrame plotFrame(const QSizeF& size, const PolarPlot& plot, const QFontMetricsF& metrics) {
+PlotFrame plotFrame(const QSizeF& size, const PolarPlot& plot, const QFontMetricsF& metrics,
+                    const QString& caption) {
     PlotFrame f;
     f.scaleMax = plot.scaleMax() > 0 ? plot.scaleMax() : 1;
+    f.fromDegrees = plot.fromDegrees;
+    f.toDegrees = plot.toDegrees;
     const double line = metrics.height();
-    const double sideRoom = metrics.horizontalAdvance(QStringLiteral("180\u00B0")) + line * 0.6;
+    const auto [leftName, rightName] = rimNames(plot);
+    const double labelWidth =
+        std::max({metrics.horizontalAdvance(widestAngleLabel(plot)),
+                  metrics.horizontalAdvance(leftName), metrics.horizontalAdvance(rightName)});
+    const double sideRoom = labelWidth + line * 0.6;
     const double legendHeight = line * (0.6 + legendLayout(plot, metrics, size.width()).rows);
+    const double captionHeight =
+        caption.isEmpty()
+            ? 0
+            : metrics.boundingRect(QRectF(0, 0, std::max(size.width() - 8, 10.0), 1e6),
+                                   Qt::TextWordWrap, caption)
+                      .height() +
+                  line * 0.3;
     const double topRoom = line * 1.4;
-    const double bottomRoom = line * 1.4 + legendHeight;
+    const double bottomRoom = line * 1.4 + legendHeight + captionHeight;
     const double w = std::max(size.width() - 2 * sideRoom, 10.0);
     const double h = std::max(size.height() - topRoom - bottomRoom, 10.0);
-    f.radius = std::min(w, h) / 2;
-    f.centre = QPointF(size.width() / 2, topRoom + h / 2);
+    const bool lowerHalf = f.toDegrees <= 90;
+    const bool upperHalf = f.fromDegrees >= 90;
+    if (lowerHalf || upperHalf) {
+        // The straight edge carries the ring values and the sides' names on its far side.
+        const double edgeRoom = line * 1.2;
+        f.radius = std::max(std::min(w / 2, h - edgeRoom), 5.0);
+        const double top = topRoom + (h - f.radius - edgeRoom) / 2;
+        f.centre = QPointF(size.width() / 2, lowerHalf ? top + edgeRoom : top + f.radius);
+    } else {
+        f.radius = std::min(w, h) / 2;
+        f.centre = QPointF(size.width() / 2, topRoom + h / 2);
+    }
     f.spokeStep = f.radius >= 140 ? 15 : 30;
     f.labelStep = f.radius >= 260 ? 15 : 30;
-    f.legend = QRectF(0, size.height() - legendHeight, size.width(), legendHeight);
+    const double legendTop = size.height() - legendHeight - captionHeight;
+    f.legend = QRectF(0, legendTop, size.width(), legendHeight);
+    f.caption =
+        QRectF(4, legendTop + legendHeight, std::max(size.width() - 8, 10.0), captionHeight);
+    // The sides' names beside the horizontal axis, under its angle labels (over them on an
+    // upper half, where the space under the axis belongs to the ring values).
+    const double nameY = upperHalf ? f.centre.y() - 1.6 * line : f.centre.y() + 0.6 * line;
+    f.rim = QRectF(f.centre.x() - f.radius - sideRoom, nameY, 2 * (f.radius + sideRoom), line);
     return f;
 }
 
@@ -146,6 +195,11 @@ void plotCD::clear() {
 
 void plotCD::setUnit(const QString& unit) {
     unit_ = unit;
+    update();
+}
+
+void plotCD::setCaption(const QString& caption) {
+    caption_ = caption;
     update();
 }
 
@@ -176,8 +230,7 @@ bool plotCD::exportSvg(const QString& path) const {
     svg.setViewBox(QRect(QPoint(0, 0), size()));
     svg.setResolution(logicalDpiX());  // text as large against the circle as on screen
     svg.setTitle(tr("Polar candela diagram"));
-    svg.setDescription(
-        QString::fromStdString(plot_.curves.empty() ? std::string() : plot_.curves.front().label));
+    svg.setDescription(caption_);
     QPainter p;
     if (!p.begin(&svg)) return false;
     paintDiagram(p, QSizeF(size()));
@@ -204,7 +257,7 @@ void plotCD::contextMenuEvent(QContextMenuEvent* event) {
 }
 
 PlotFrame plotCD::frame() const {
-    return plotFrame(QSizeF(size()), plot_, QFontMetricsF(font()));
+    return plotFrame(QSizeF(size()), plot_, QFontMetricsF(font()), caption_);
 }
 
 QSize plotCD::sizeHint() const {
@@ -264,34 +317,50 @@ void plotCD::paintDiagram(QPainter& p, const QSizeF& size) const {
     p.fillRect(area, Qt::white);
     p.setRenderHint(QPainter::Antialiasing);
     const QFontMetricsF fm(font());
-    const PlotFrame f = plotFrame(size, plot_, fm);
+    const PlotFrame f = plotFrame(size, plot_, fm, caption_);
     p.setFont(font());
+    const bool lowerHalf = f.toDegrees <= 90;
+    const bool upperHalf = f.fromDegrees >= 90;
+    const int firstSpoke = static_cast<int>(std::ceil(f.fromDegrees));
+    const int lastSpoke = static_cast<int>(std::floor(f.toDegrees));
 
     // Spokes from the centre to the outer ring, on both sides.
     QPen spokePen(kSpoke, 1);
     p.setPen(spokePen);
-    for (int d = 0; d <= 180; d += f.spokeStep) {
+    for (int d = firstSpoke; d <= lastSpoke; d += f.spokeStep) {
         p.drawLine(f.centre, f.map(d, f.scaleMax, false));
         p.drawLine(f.centre, f.map(d, f.scaleMax, true));
     }
 
-    // Rings on the round scale; the outer one closes the diagram.
+    // Rings on the round scale; the outer one closes the diagram, and a half diagram is closed
+    // by its horizontal axis.
     for (int k = 1; k <= plot_.ringCount; ++k) {
         QPen ringPen(k == plot_.ringCount ? kOuterRing : kRing, 1);
         p.setPen(ringPen);
         p.setBrush(Qt::NoBrush);
         const double r = f.radius * k / plot_.ringCount;
-        p.drawEllipse(f.centre, r, r);
+        const QRectF box(f.centre.x() - r, f.centre.y() - r, 2 * r, 2 * r);
+        if (lowerHalf)
+            p.drawArc(box, 180 * 16, 180 * 16);
+        else if (upperHalf)
+            p.drawArc(box, 0, 180 * 16);
+        else
+            p.drawEllipse(f.centre, r, r);
+    }
+    if (lowerHalf || upperHalf) {
+        p.setPen(QPen(kOuterRing, 1));
+        p.drawLine(f.map(90, f.scaleMax, true), f.map(90, f.scaleMax, false));
     }
 
-    // Angle labels outside the outer ring: 0 at the bottom, 180 at the top, 90 at the sides.
+    // Angle labels outside the outer ring: 0 at the bottom, 180 at the top, 90 at the sides;
+    // Type B's left side counts negative.
     p.setPen(kText);
     const double labelGap = fm.height() * 0.2;
-    for (int d = 0; d <= 180; d += f.labelStep) {
-        const QString text = degreesText(d);
-        const QSizeF box(fm.horizontalAdvance(text), fm.height());
+    for (int d = firstSpoke; d <= lastSpoke; d += f.labelStep) {
         for (bool left : {false, true}) {
             if (left && (d == 0 || d == 180)) continue;
+            const QString text = degreesText(d, left && plot_.typeB);
+            const QSizeF box(fm.horizontalAdvance(text), fm.height());
             const double a = d * std::numbers::pi / 180.0;
             const double reach = f.radius + labelGap;
             const double dx = (left ? -1 : 1) * std::sin(a);
@@ -302,6 +371,17 @@ void plotCD::paintDiagram(QPainter& p, const QSizeF& size) const {
                                   anchor.y() - box.height() / 2 + dy * box.height() / 2);
             p.drawText(QRectF(topLeft, box), Qt::AlignCenter, text);
         }
+    }
+
+    // Which half plane lies on which side, at the rim beside the horizontal axis.
+    const auto [leftName, rightName] = rimNames(plot_);
+    if (!leftName.isEmpty()) {
+        QFont bold = font();
+        bold.setBold(true);
+        p.setFont(bold);
+        p.drawText(f.rim, Qt::AlignLeft | Qt::AlignVCenter, leftName);
+        p.drawText(f.rim, Qt::AlignRight | Qt::AlignVCenter, rightName);
+        p.setFont(font());
     }
 
     if (plot_.curves.empty()) {
@@ -318,23 +398,33 @@ void plotCD::paintDiagram(QPainter& p, const QSizeF& size) const {
         p.drawPath(curvePath(curve, f));
     }
 
-    // Ring values up the 180 axis, on a light ground so that a curve under them stays legible.
+    // Ring values up the 180 axis of a whole diagram, along the straight edge of a half one,
+    // on a light ground so that a curve under them stays legible; the outer one carries the
+    // unit. Drawn from the outside in, a value that would cover its outer neighbour is left
+    // out.
     p.setRenderHint(QPainter::Antialiasing, false);
-    for (int k = 1; k <= plot_.ringCount; ++k) {
-        const QString text = candelaText(plot_.ringStep * k);
-        // Just inside its ring, so that the outer value keeps clear of the 180 label.
-        const QPointF at = f.map(180, plot_.ringStep * k, false);
-        QRectF box(at.x() + 3, at.y() + 1, fm.horizontalAdvance(text) + 4, fm.height());
+    QRectF previous;
+    for (int k = plot_.ringCount; k >= 1; --k) {
+        QString text = candelaText(plot_.ringStep * k);
+        if (k == plot_.ringCount) text += " " + unit_;
+        const double tw = fm.horizontalAdvance(text) + 4;
+        QRectF box;
+        if (lowerHalf || upperHalf) {
+            const QPointF at = f.map(90, plot_.ringStep * k, false);
+            box = QRectF(at.x() - tw - 1, lowerHalf ? at.y() - fm.height() - 1 : at.y() + 1, tw,
+                         fm.height());
+        } else {
+            // Just inside its ring, so that the outer value keeps clear of the 180 label.
+            const QPointF at = f.map(180, plot_.ringStep * k, false);
+            box = QRectF(at.x() + 3, at.y() + 1, tw, fm.height());
+        }
+        if (!previous.isNull() && box.intersects(previous)) continue;
+        previous = box;
         p.fillRect(box, QColor(255, 255, 255, 200));
         p.setPen(kText);
         p.drawText(box, Qt::AlignCenter, text);
     }
     p.setRenderHint(QPainter::Antialiasing);
-
-    // The unit of the rings, in the corner where data sheets put it.
-    p.setPen(kText);
-    p.drawText(QRectF(4, 2, fm.horizontalAdvance(unit_) + 4, fm.height()),
-               Qt::AlignLeft | Qt::AlignVCenter, unit_);
 
     // The legend: a sample of each line and the plane it stands for, in one row when it fits,
     // else one entry per row.
@@ -357,6 +447,12 @@ void plotCD::paintDiagram(QPainter& p, const QSizeF& size) const {
         } else {
             y += rowHeight;
         }
+    }
+
+    // What the values are: the factors applied, and those that are not.
+    if (!caption_.isEmpty()) {
+        p.setPen(kText);
+        p.drawText(f.caption, Qt::AlignHCenter | Qt::AlignTop | Qt::TextWordWrap, caption_);
     }
 }
 

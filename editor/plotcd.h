@@ -18,21 +18,28 @@ namespace kandor {
 // Where the diagram sits in a widget of a given size.
 struct PlotFrame {
     QPointF centre;
-    double radius = 0;    // of the outer ring, in widget coordinates
-    double scaleMax = 1;  // candela at the outer ring
-    int spokeStep = 30;   // degrees between spokes
-    int labelStep = 30;   // degrees between labelled spokes
-    QRectF legend;        // the band under the diagram that names the curves
+    double radius = 0;       // of the outer ring, in widget coordinates
+    double scaleMax = 1;     // candela at the outer ring
+    int spokeStep = 30;      // degrees between spokes
+    int labelStep = 30;      // degrees between labelled spokes
+    double fromDegrees = 0;  // the part of the circle drawn (PolarPlot's)
+    double toDegrees = 180;
+    QRectF rim;      // the line over the diagram that names the sides
+    QRectF legend;   // the band under the diagram that names the curves
+    QRectF caption;  // under the legend: what the values are
 
     // The point of a value `degrees` from nadir, on the right half plane or the left one.
     QPointF map(double degrees, double candela, bool leftSide) const;
-    // The other way: the angle from nadir of a point and its side; none beyond the outer ring.
+    // The other way: the angle from nadir of a point and its side; none beyond the outer ring
+    // or outside the part drawn.
     std::optional<std::pair<double, bool>> angleAt(const QPointF& point) const;
 };
 
-// The frame for a widget size, leaving room around the circle for the angle labels (in the
-// font of `metrics`) and under it for the legend.
-PlotFrame plotFrame(const QSizeF& size, const PolarPlot& plot, const QFontMetricsF& metrics);
+// The frame for a widget size, leaving room around the circle (or half circle) for the angle
+// labels (in the font of `metrics`), over it for the sides' names and under it for the legend
+// and the caption, word-wrapped to the width.
+PlotFrame plotFrame(const QSizeF& size, const PolarPlot& plot, const QFontMetricsF& metrics,
+                    const QString& caption = {});
 
 class plotCD final : public QWidget {
     Q_OBJECT
@@ -48,6 +55,9 @@ class plotCD final : public QWidget {
     // The unit the values are drawn in: "cd", or "cd/klm" when the caller scaled them so.
     void setUnit(const QString& unit);
     const QString& unit() const { return unit_; }
+    // The line under the diagram that says what its values are (plotCaption's text).
+    void setCaption(const QString& caption);
+    const QString& caption() const { return caption_; }
 
     // What the diagram reads at a point of the widget, one line per curve; empty outside it.
     QStringList readoutAt(const QPointF& point) const;
@@ -80,6 +90,7 @@ class plotCD final : public QWidget {
 
     PolarPlot plot_;
     QString unit_ = QStringLiteral("cd");
+    QString caption_;
     std::optional<QPointF> hover_;  // the mouse over the widget
 };
 

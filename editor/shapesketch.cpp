@@ -31,22 +31,51 @@ QString planeNote(const QString& axis) {
 
 }  // namespace
 
-void ShapeSketch::drawPlaneNote(QPainter& p, const QString& axis, const QRectF& labelBox) const {
+void ShapeSketch::drawAxisNotes(QPainter& p, const QString& axis, const QRectF& labelBox) const {
+    const QString value = axis == QLatin1String("W")   ? width_
+                          : axis == QLatin1String("L") ? length_
+                          : axis == QLatin1String("H") ? height_
+                                                       : QString();
+    const QFontMetricsF valueMetrics(font());
+    if (!value.isEmpty() && axis == QLatin1String("H")) {
+        // Height's axis runs up the middle: its value sits beside the letter.
+        p.setFont(font());
+        p.setPen(QColor(30, 30, 30));
+        const double w = valueMetrics.horizontalAdvance(value) + 2;
+        p.drawText(QRectF(std::min(labelBox.right() + 4, width() - w - 2), labelBox.top(), w,
+                          labelBox.height()),
+                   Qt::AlignLeft | Qt::AlignVCenter, value);
+    }
+    // Under L, whose axis runs level, and over W, whose axis comes up from below: the entered
+    // value next to the letter, then the planes the number is measured in.
+    const bool upward = axis == QLatin1String("W");
+    double edge = upward ? labelBox.top() : labelBox.bottom();
+    const auto line = [&](const QString& text, const QFont& f, const QColor& colour) {
+        p.setFont(f);
+        p.setPen(colour);
+        const QFontMetricsF fm(f);
+        const double w = fm.horizontalAdvance(text) + 2;
+        // Right-aligned on the letter, kept inside the picture.
+        const double left = std::max(std::min(labelBox.right() - w, width() - w - 2.0), 2.0);
+        const double top = upward ? edge - fm.height() : edge;
+        p.drawText(QRectF(left, top, w, fm.height()), Qt::AlignCenter, text);
+        edge = upward ? top : top + fm.height();
+    };
+    if (axis == QLatin1String("H")) return;
+    if (!value.isEmpty()) line(value, font(), QColor(30, 30, 30));
     const QString note = planeNote(axis);
     if (note.isEmpty()) return;
     QFont small = font();
     small.setPointSizeF(small.pointSizeF() * 0.8);
-    p.setFont(small);
-    p.setPen(QColor(110, 110, 110));
-    const QFontMetricsF fm(small);
-    const double w = fm.horizontalAdvance(note) + 2;
-    // Right-aligned on the letter, kept inside the picture: under L, whose axis runs level,
-    // and over W, whose axis comes up from below.
-    double left = std::min(labelBox.right() - w, width() - w - 2.0);
-    left = std::max(left, 2.0);
-    const double top =
-        axis == QLatin1String("W") ? labelBox.top() - fm.height() : labelBox.bottom();
-    p.drawText(QRectF(left, top, w, fm.height()), Qt::AlignCenter, note);
+    line(note, small, QColor(110, 110, 110));
+}
+
+void ShapeSketch::setDimensionTexts(const QString& width, const QString& length,
+                                    const QString& height) {
+    width_ = width;
+    length_ = length;
+    height_ = height;
+    update();
 }
 
 ShapeSketch::ShapeSketch(QWidget* parent) : QWidget(parent) {
@@ -129,7 +158,7 @@ void ShapeSketch::paintEvent(QPaintEvent*) {
                 const QSizeF box(fm.horizontalAdvance(text) + 2, fm.height());
                 const QRectF labelBox(c - QPointF(box.width() / 2, box.height() / 2), box);
                 p.drawText(labelBox, Qt::AlignCenter, text);
-                drawPlaneNote(p, text, labelBox);
+                drawAxisNotes(p, text, labelBox);
                 p.setFont(labelFont);
                 break;
             }

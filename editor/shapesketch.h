@@ -25,6 +25,10 @@ class ShapeSketch final : public QWidget {
     // Shows these primitives, as gsbShowLuminousShape hands them over.
     void setPrimitives(std::vector<SketchPrimitive> primitives);
 
+    // The entered sizes with their unit ("0.12 m"), written beside the letters W, L and H;
+    // an empty text writes none (a size the shape does not use).
+    void setDimensionTexts(const QString& width, const QString& length, const QString& height);
+
     const std::vector<SketchPrimitive>& primitives() const { return primitives_; }
     // The map from the picture's own scale to the widget, proportions kept, centred.
     QTransform sketchTransform() const;
@@ -36,8 +40,9 @@ class ShapeSketch final : public QWidget {
     void paintEvent(QPaintEvent* event) override;
 
   private:
-    void drawPlaneNote(QPainter& p, const QString& axis, const QRectF& labelBox) const;
+    void drawAxisNotes(QPainter& p, const QString& axis, const QRectF& labelBox) const;
     std::vector<SketchPrimitive> primitives_;
+    QString width_, length_, height_;
 };
 
 }  // namespace kandor

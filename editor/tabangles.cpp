@@ -110,8 +110,9 @@ QWidget* frmEdit::buildAnglesTab() {
 
     // Each axis: its count, its grid, and a row to insert or remove one of its angles.
     auto axisBox = [this](bool vertical) {
-        auto* box = new QGroupBox(vertical ? tr("Vertical angles (degrees)")
-                                           : tr("Horizontal angles (degrees)"));
+        // Titled by the photometric type when a record is shown.
+        auto* box = new QGroupBox;
+        box->setObjectName(vertical ? "phoFraVert" : "phoFraHorz");
         auto* form = new QFormLayout;
         form->addRow(tr("Count:"), vertical ? phoTxtVert : phoTxtHorz);
         auto* field = new QLineEdit;
@@ -194,6 +195,14 @@ QWidget* frmEdit::buildAnglesTab() {
 
 void frmEdit::showAngles() {
     Label4->setText(QString::fromStdString(state_.label4));
+    // The angle systems' own names, as the candela grid, the plot and the help use them.
+    for (bool vertical : {true, false}) {
+        QString name =
+            QString::fromStdString(std::string(angleAxisName(state_.photometricType, vertical)));
+        name[0] = name[0].toUpper();
+        findChild<QGroupBox*>(vertical ? "phoFraVert" : "phoFraHorz")
+            ->setTitle(name + tr(", degrees"));
+    }
     phoTxtVert->setText(QString::number(state_.numVert));
     phoTxtHorz->setText(QString::number(state_.numHorz));
     vertModel_->reload();

@@ -1,5 +1,10 @@
 // The candela tab: the candela table, its copy and paste, and its polar plot.
 
+#include <cmath>
+#include <functional>
+#include <optional>
+
+#include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
 #include <QDir>
@@ -9,6 +14,7 @@
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
@@ -25,6 +31,7 @@
 #include "core/polarplot.h"
 #include "core/runtimefault.h"
 #include "editor/frmedit.h"
+#include "editor/frozentable.h"
 #include "editor/gridmodels.h"
 #include "editor/photometrypanel.h"
 #include "editor/plotcd.h"
@@ -57,11 +64,32 @@ class CandelaColumnWidth final : public QObject {
     QWidget* form_;
 };
 
+// Ctrl+C on the grid (and the standard copy keys of the platform) runs `copy` instead of the
+// view's own copy of the current cell.
+class CopyKeyFilter final : public QObject {
+  public:
+    CopyKeyFilter(QObject* parent, std::function<void()> copy)
+        : QObject(parent), copy_(std::move(copy)) {}
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::KeyPress &&
+            static_cast<QKeyEvent*>(event)->matches(QKeySequence::Copy)) {
+            copy_();
+            return true;
+        }
+        return QObject::eventFilter(watched, event);
+    }
+
+  private:
+    std::function<void()> copy_;
+};
+
 }  // namespace
 
 QWidget* frmEdit::buildCandelaTab() {
     auto* page = new QWidget;
-    cdaGridCd = new QTableView;
+    cdaGridCd = new FrozenColumnTableView;
     cdaGridCd->setObjectName("cdaGridCd");
     candelaModel_ = new CandelaModel(state_, this);
     candelaModel_->setReference(
@@ -79,17 +107,49 @@ QWidget* frmEdit::buildCandelaTab() {
     cdaGridCd->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
     cdaGridCd->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     cdaGridCd->setToolTip(
-        tr("Candela values: one row per vertical angle, one column per "
-           "horizontal angle. Ctrl+C copies and Ctrl+V pastes the whole table."));
+        tr("Candela values: one row per vertical angle, one column per horizontal angle. "
+           "Ctrl+C copies the selected cells (the whole table when none is selected), "
+           "Ctrl+V pastes a whole table."));
 
-    // Copy and paste work on the whole table, as spreadsheets exchange it.
-    auto* copy = new QShortcut(QKeySequence::Copy, cdaGridCd);
-    copy->setContext(Qt::WidgetWithChildrenShortcut);
-    connect(copy, &QShortcut::activated, this, [this] { cmdCopy_Click(); });
+    // Copy takes what the user selected, as spreadsheets do; with nothing selected, the whole
+    // table as the Copy Table button does. Paste always replaces the whole table.
+    // The grid's own key handling, not a shortcut: a view copies its current cell on Ctrl+C
+    // itself, and a shortcut only wins over that while the window is active.
+    cdaGridCd->installEventFilter(new CopyKeyFilter(cdaGridCd, [this] {
+        const std::string selection = candelaSelectionCopyText();
+        if (selection.empty()) return cmdCopy_Click();
+        QClipboard* clipboard = QGuiApplication::clipboard();
+        clipboard->clear();
+        clipboard->setText(QString::fromStdString(selection));
+    }));
     auto* paste = new QShortcut(QKeySequence::Paste, cdaGridCd);
     paste->setContext(Qt::WidgetWithChildrenShortcut);
     connect(paste, &QShortcut::activated, this, [this] { cdaCmdPaste_Click(); });
 
+    // The current cell read out in full: its two angles, its value and what the multiplier
+    // makes of it.
+    auto* cellLine = new QLabel;
+    cellLine->setObjectName("cdaLabCell");
+    cellLine->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    const auto showCell = [this, cellLine] {
+        const QModelIndex at = cdaGridCd->currentIndex();
+        const int h = at.column();
+        const int v = at.row() + 1;
+        if (!at.isValid() || h < 1 || h > state_.horAngles.ubound() ||
+            v > state_.vertAngles.ubound() || h > state_.candela.rows() ||
+            v > state_.candela.cols()) {
+            cellLine->setText(tr("Select a cell to read its angles and value."));
+            return;
+        }
+        std::optional<double> multiplier;
+        if (txtMultiplier && isNumeric(txtMultiplier->text().toStdString())) {
+            const double m = lampFieldValue(txtMultiplier->text().toStdString());
+            if (std::isfinite(m)) multiplier = m;
+        }
+        cellLine->setText(QString::fromStdString(
+            candelaCellLine(state_.photometricType, state_.horAngles(h), state_.vertAngles(v),
+                            at.data().toString().toStdString(), state_.candela(h, v), multiplier)));
+    };
     cdaCmdPaste = new QPushButton(tr("Paste &Table"));
     cdaCmdPaste->setObjectName("cdaCmdPaste");
     cdaCmdPaste->setToolTip(
@@ -102,6 +162,8 @@ QWidget* frmEdit::buildCandelaTab() {
     shade.setColor(QPalette::Window, changedCellShade());
     shade.setColor(QPalette::WindowText, Qt::black);
     cdaLabChanged->setPalette(shade);
+    auto* maxLegend = new QLabel(tr("<b>Bold</b>: the maximum"));
+    maxLegend->setObjectName("cdaLabMax");
 
     picCda = new plotCD;
     picCda->setObjectName("picCda");
@@ -137,8 +199,9 @@ QWidget* frmEdit::buildCandelaTab() {
     for (QComboBox* combo : {cdaCmbPlanes, cdaCmbUnit})
         connect(combo, &QComboBox::currentIndexChanged, this, [this] { redrawPlot(); });
     // The figures follow the lamp data as typed, as the plot follows the multiplier.
-    for (QLineEdit* lamp : {txtNumLamps, txtLumPerLamp, txtWatt})
+    for (QLineEdit* lamp : {txtNumLamps, txtLumPerLamp, txtWatt, txtBallast})
         if (lamp) connect(lamp, &QLineEdit::textChanged, this, [this] { redrawPlot(); });
+    if (tltChkTilt) connect(tltChkTilt, &QCheckBox::toggled, this, [this] { redrawPlot(); });
 
     cdaFraPhotometry = new PhotometryPanel;
 
@@ -146,6 +209,8 @@ QWidget* frmEdit::buildCandelaTab() {
     tools->addWidget(cdaCmdPaste);
     tools->addSpacing(12);
     tools->addWidget(cdaLabChanged);
+    tools->addSpacing(8);
+    tools->addWidget(maxLegend);
     tools->addStretch(1);
 
     auto* left = new QWidget;
@@ -153,6 +218,13 @@ QWidget* frmEdit::buildCandelaTab() {
     leftLayout->setContentsMargins(0, 0, 0, 0);
     leftLayout->addLayout(tools);
     leftLayout->addWidget(cdaGridCd, 1);
+    leftLayout->addWidget(cellLine);
+    connect(cdaGridCd->selectionModel(), &QItemSelectionModel::currentChanged, cellLine, showCell);
+    connect(candelaModel_, &QAbstractItemModel::dataChanged, cellLine, showCell);
+    connect(candelaModel_, &QAbstractItemModel::headerDataChanged, cellLine, showCell);
+    connect(candelaModel_, &QAbstractItemModel::modelReset, cellLine, showCell);
+    if (txtMultiplier) connect(txtMultiplier, &QLineEdit::textChanged, cellLine, showCell);
+    showCell();
 
     auto* plotTools = new QHBoxLayout;
     plotTools->addWidget(planesLabel);
@@ -253,6 +325,20 @@ bool frmEdit::redrawPlot() {
     const bool perKilolumen = cdaCmbUnit->currentIndex() == 1;
     if (perKilolumen) input.multiplier *= 1000 / *figures.lampFlux;
     picCda->setUnit(cdaCmbUnit->currentText());
+
+    PlotCaptionInput caption;
+    caption.perKilolumen = perKilolumen;
+    if (txtMultiplier && isNumeric(txtMultiplier->text().toStdString()))
+        caption.multiplier = multiplier;
+    else if (!txtMultiplier)
+        caption.multiplier = 1;
+    if (perKilolumen) caption.lampLumens = figures.lampFlux.value;
+    if (txtBallast) {
+        const std::string ballast = txtBallast->text().toStdString();
+        if (isNumeric(ballast)) caption.ballastFactor = lampFieldValue(ballast);
+    }
+    caption.tilt = tltChkTilt && tltChkTilt->isChecked();
+    picCda->setCaption(QString::fromStdString(plotCaption(caption)));
     return picCda->setData(input);
 }
 
@@ -270,6 +356,13 @@ bool frmEdit::exportPlot(bool svg) {
     if (svg ? picCda->exportSvg(path) : picCda->exportPng(path)) return true;
     ctx_.prompter.tell(tr("Could not write %1.").arg(QDir::toNativeSeparators(path)).toStdString());
     return false;
+}
+
+std::string frmEdit::candelaSelectionCopyText() const {
+    std::vector<CandelaCell> cells;
+    for (const QModelIndex& i : cdaGridCd->selectionModel()->selectedIndexes())
+        if (i.column() > 0) cells.push_back({i.column(), i.row() + 1});
+    return candelaSelectionText(state_.candela, state_.candelaText, cells);
 }
 
 std::string frmEdit::candelaCopyText() const {
@@ -309,9 +402,9 @@ bool frmEdit::cdaGridCd_Write(int row, int column, const QString& text) {
     const double old = state_.candela(h, v);
     const double value = *entry.value;
     state_.candela(h, v) = value;
-    if (const auto cell = static_cast<std::size_t>(h - 1) *
-                              static_cast<std::size_t>(state_.candela.cols()) +
-                          static_cast<std::size_t>(v - 1);
+    if (const auto cell =
+            static_cast<std::size_t>(h - 1) * static_cast<std::size_t>(state_.candela.cols()) +
+            static_cast<std::size_t>(v - 1);
         cell < state_.candelaText.size())
         state_.candelaText[cell] = false;
     // The maximum moves up with a larger value; lowering the peak itself needs a new search.

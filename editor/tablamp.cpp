@@ -20,6 +20,7 @@
 
 #include "core/gridedit.h"
 #include "core/numforms.h"
+#include "core/photometry.h"
 #include "core/rescale.h"
 #include "core/shapes.h"
 #include "editor/frmedit.h"
@@ -32,6 +33,22 @@ namespace {
 
 QString qs(std::string_view text) {
     return QString::fromUtf8(text.data(), static_cast<int>(text.size()));
+}
+
+// The sketch of a shape in the proportions of the sizes entered, each written with its unit;
+// a size the shape does not use (its field disabled) is neither drawn nor written.
+void sketchOpening(ShapeSketch* sketch, int shapeIndex, const QLineEdit* width,
+                   const QLineEdit* length, const QLineEdit* height, bool feet) {
+    const QString unit = feet ? QStringLiteral(" ft") : QStringLiteral(" m");
+    const auto text = [&](const QLineEdit* edit) {
+        const QString t = edit->text().trimmed();
+        return edit->isEnabled() && !t.isEmpty() ? t + unit : QString();
+    };
+    const auto value = [](const QLineEdit* edit) {
+        return edit->isEnabled() ? lampFieldValue(edit->text().toStdString()) : 0.0;
+    };
+    sketch->setPrimitives(shapeSketch(shapeIndex, {value(width), value(length), value(height)}));
+    sketch->setDimensionTexts(text(width), text(length), text(height));
 }
 
 QLineEdit* numberField(const char* name, const QString& tip) {
@@ -257,6 +274,15 @@ QWidget* frmEdit::buildLampTab() {
         if (!lampRedrewPlot_) redrawPlot();
     });
     connect(tltChkTilt, &QCheckBox::toggled, this, [this] { tltChkTilt_Click(); });
+    const auto resketch = [this] {
+        const int shape = luminousShapeView(static_cast<std::int16_t>(lmpCmbShape->currentIndex()),
+                                            lmpCmbVersion->currentIndex())
+                              .shapeIndex;
+        sketchOpening(lmpPicHousing, shape, txtWidth, txtLength, txtHeight, rdoFeet->isChecked());
+    };
+    for (QLineEdit* size : {txtWidth, txtLength, txtHeight})
+        connect(size, &QLineEdit::textChanged, this, resketch);
+    connect(rdoFeet, &QRadioButton::toggled, this, resketch);
     connect(lmpTxtNumAngles, &QLineEdit::textChanged, this, [this] { lmpTxtNumAngles_Change(); });
     tiltModel_->setWriteHook([this](const QModelIndex& index, const QString& text) {
         return lmpGridTiltMultiplier_Write(index.row(), index.column(), text);
@@ -322,7 +348,8 @@ void frmEdit::showShape(int shapeIndex, bool fromUser) {
         apply(lmpLabLength, txtLength, view.fields->length);
         apply(lmpLabHeight, txtHeight, view.fields->height);
     }
-    lmpPicHousing->setPrimitives(view.sketch);
+    sketchOpening(lmpPicHousing, view.shapeIndex, txtWidth, txtLength, txtHeight,
+                  rdoFeet->isChecked());
 }
 
 void frmEdit::txtNumLamps_Change() {
@@ -359,10 +386,9 @@ void frmEdit::msbLampChanged(bool multiplierEdited) {
         busyFlag_ = wasBusy;
     }
     if (change.candelaChanged) {
-        state_.candelaText.assign(
-            static_cast<std::size_t>(state_.candela.rows()) *
-                static_cast<std::size_t>(state_.candela.cols()),
-            true);
+        state_.candelaText.assign(static_cast<std::size_t>(state_.candela.rows()) *
+                                      static_cast<std::size_t>(state_.candela.cols()),
+                                  true);
         // After a fault part way the written cells stay; the maximum is then what they hold.
         state_.maxCandela =
             change.faultMessage.empty() ? change.maxCandela : maxCandelaOf(state_.candela);

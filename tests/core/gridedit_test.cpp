@@ -115,5 +115,14 @@ TEST(GridEdit, ChangedCells) {
     EXPECT_TRUE(candelaDiffers(0.001, 0));
 }
 
+TEST(GridEdit, ACellReadOutNamesTheAnglesOfItsType) {
+    EXPECT_EQ(candelaCellLine(2, -12.5f, 7, "40.00", 40, 2.5),
+              "H -12.5\u00B0 V 7\u00B0: 40.00 (x 2.5 = 100.0 cd)");
+    EXPECT_EQ(candelaCellLine(1, 0, 90, "5.00", 5, std::nullopt),
+              "C 0\u00B0 \u03B3 90\u00B0: 5.00 cd");
+    // A selection outside the table copies nothing.
+    EXPECT_EQ(candelaSelectionText(OneBased2D<double>(2, 2), {}, {{3, 1}, {0, 0}}), "");
+}
+
 }  // namespace
 }  // namespace kandor

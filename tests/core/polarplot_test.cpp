@@ -54,8 +54,8 @@ TEST(PolarPlot, TypeCPlanesFollowTheSymmetryOfTheHorizontalAngles) {
         const Table t({0, 45, 90}, c.horz);
         const PolarPlot plot = polarPlot(t.input());
         ASSERT_EQ(plot.curves.size(), 2u);
-        EXPECT_EQ(plot.curves[0].label, "C0 - C180");
-        EXPECT_EQ(plot.curves[1].label, "C90 - C270");
+        EXPECT_EQ(plot.curves[0].label, "C180 | C0");
+        EXPECT_EQ(plot.curves[1].label, "C270 | C90");
         EXPECT_FALSE(plot.curves[0].dashed);
         EXPECT_TRUE(plot.curves[1].dashed);
         EXPECT_DOUBLE_EQ(at(plot.curves[0].right, 0), c.c0);
@@ -72,7 +72,7 @@ TEST(PolarPlot, AChosenPlaneIsDrawnWithItsOppositeAndOfferedOncePerPair) {
     Table t({0, 45, 90}, {0, 90, 180, 270, 360});
     const PolarPlot plot = polarPlot({t.type, t.vert, t.horz, &t.cd, 1, 270});
     ASSERT_EQ(plot.curves.size(), 1u);
-    EXPECT_EQ(plot.curves[0].label, "C270 - C90");
+    EXPECT_EQ(plot.curves[0].label, "C90 | C270");
     EXPECT_DOUBLE_EQ(at(plot.curves[0].right, 45), 4045);
     EXPECT_EQ(pairPlanes(t.horz), (std::vector<double>{0, 90}));
     EXPECT_EQ(pairPlanes(std::vector<float>{90, 135, 180, 270}),
@@ -96,7 +96,7 @@ TEST(PolarPlot, TypeBDrawsTheTwoPrincipalPlanes) {
     ASSERT_EQ(plot.curves.size(), 2u);
     const PolarCurve& h = plot.curves[0];
     const PolarCurve& v = plot.curves[1];
-    EXPECT_EQ(h.label, "Horizontal plane (V = 0\xC2\xB0)");
+    EXPECT_EQ(h.label, "H\xE2\x88\x92 | H+ (V = 0\xC2\xB0)");
     // The horizontal plane at V = 0: plane 4 is H = 30, plane 2 is H = -30.
     EXPECT_DOUBLE_EQ(at(h.right, 30), 4000);
     EXPECT_DOUBLE_EQ(at(h.left, 30), 2000);
@@ -161,11 +161,54 @@ TEST(PolarPlot, AnyAnglesTheUserTypedStillGiveADrawableDiagram) {
             for (const auto* half : {&c.right, &c.left})
                 for (const PolarSample& s : *half) {
                     ASSERT_TRUE(std::isfinite(s.candela));
-                    ASSERT_GE(s.degrees, 0);
-                    ASSERT_LE(s.degrees, 180);
+                    ASSERT_GE(s.degrees, plot.fromDegrees);
+                    ASSERT_LE(s.degrees, plot.toDegrees);
                     ASSERT_LE(s.candela, plot.scaleMax());
                 }
     }
+}
+
+TEST(PolarPlot, TheDiagramCoversTheHalfTheAnglesReachAndNamesItsSides) {
+    struct Case {
+        const char* name;
+        std::vector<float> vert, horz;
+        int type;
+        double from, to;
+        const char* rim;
+    } cases[] = {
+        {"road, 0-90", {0, 45, 90}, {0, 90, 180}, 1, 0, 90, "C180 | C0"},
+        {"uplight, 90-180", {90, 135, 180}, {0, 90}, 1, 90, 180, "C180 | C0"},
+        {"whole", {0, 90, 180}, {0, 90}, 1, 0, 180, "C180 | C0"},
+        {"one plane", {0, 45, 90}, {0}, 1, 0, 90, ""},
+        {"one angle", {90}, {0, 90}, 1, 0, 180, "C180 | C0"},
+        {"flood, signed", {90, 0, -90}, {-60, 0, 60}, 2, 0, 90, "H\xE2\x88\x92 | H+"},
+        {"flood beyond 90", {120, 0, -120}, {-60, 0, 60}, 2, 0, 180, "H\xE2\x88\x92 | H+"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const Table t(c.vert, c.horz, c.type);
+        const PolarPlot plot = polarPlot(t.input());
+        EXPECT_EQ(plot.fromDegrees, c.from);
+        EXPECT_EQ(plot.toDegrees, c.to);
+        EXPECT_EQ(plot.rimLabel, c.rim);
+    }
+}
+
+TEST(PolarPlot, TheCaptionSaysWhichFactorsTheValuesCarry) {
+    struct Case {
+        PlotCaptionInput in;
+        const char* text;
+    } cases[] = {
+        {{false, 1.875, std::nullopt, 0.95, true},
+         "cd = file values x multiplier 1.875 (ballast factor and tilt not applied)"},
+        {{false, 1, std::nullopt, 1, false}, "cd = file values x multiplier 1"},
+        {{true, 1, 2000, 1, true},
+         "cd/klm = file values x multiplier 1 x 1000 / 2000 lamp lm (tilt not applied)"},
+        {{false, std::nullopt, std::nullopt, std::nullopt, false},
+         "cd = file values (multiplier not a number)"},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(plotCaption(c.in), c.text);
 }
 
 TEST(PolarPlot, NothingToDrawWithoutATable) {

@@ -140,5 +140,28 @@ TEST(LuminousShape, SketchesAreDistinctOutlinesOverTheAxes) {
     }
 }
 
+TEST(ShapeSketch, EnteredSizesSetTheProportionsWithinLimits) {
+    // The box's own lines (after the three axes and their letters) span its half sizes:
+    // length across, width receding to the right and up, height up.
+    const auto extent = [](const SketchDimensions& dims) {
+        const std::vector<SketchPrimitive> sketch = shapeSketch(1, dims);
+        double x0 = 1e9, x1 = -1e9, y0 = 1e9, y1 = -1e9;
+        for (std::size_t i = 6; i < sketch.size(); ++i)
+            for (const SketchPoint& p : {sketch[i].from, sketch[i].to}) {
+                x0 = std::min(x0, p.x);
+                x1 = std::max(x1, p.x);
+                y0 = std::min(y0, p.y);
+                y1 = std::max(y1, p.y);
+            }
+        return std::pair{x1 - x0, y1 - y0};
+    };
+    // 2 long, 0.01 wide, 0.5 high: length at the full 24, width at the thinnest 3, height 6.
+    const auto [w, h] = extent({-0.01, 2, 0.5});
+    EXPECT_NEAR(w, 2 * 24 + 2 * 3 * 0.55, 1e-9);
+    EXPECT_NEAR(h, 2 * 6 + 2 * 3 * 0.4, 1e-9);
+    // Nothing usable entered: the plain sketch.
+    EXPECT_EQ(shapeSketch(1, {0, std::nan(""), 0}), shapeSketch(1));
+}
+
 }  // namespace
 }  // namespace kandor

@@ -68,7 +68,7 @@ TEST_F(CandelaFigures, TheDiagramShowsAChosenPairInCdOrCdPerKilolumenAndExportsI
     planes->setCurrentIndex(2);
     unit->setCurrentIndex(1);
     ASSERT_EQ(plot->plot().curves.size(), 1u);
-    EXPECT_EQ(plot->plot().curves[0].label, "C90 - C270");
+    EXPECT_EQ(plot->plot().curves[0].label, "C270 | C90");
     EXPECT_DOUBLE_EQ(plot->plot().peak, 230 * 1000.0 / 2000);
     const PlotFrame f = plot->frame();
     EXPECT_EQ(plot->readoutAt(f.map(45, f.scaleMax / 2, false)),
@@ -82,9 +82,17 @@ TEST_F(CandelaFigures, TheDiagramShowsAChosenPairInCdOrCdPerKilolumenAndExportsI
     ASSERT_TRUE(plot->exportSvg(dir + "/p.svg"));
     QFile svg(dir + "/p.svg");
     ASSERT_TRUE(svg.open(QIODevice::ReadOnly));
-    EXPECT_TRUE(svg.readAll().contains("C90 - C270"));
+    EXPECT_TRUE(
+        svg.readAll().contains("cd/klm = file values x multiplier 1 x 1000 / 2000 lamp lm"));
     EXPECT_FALSE(plot->exportPng(dir + "/missing/p.png"));
     QDir(dir).removeRecursively();
+
+    // The caption follows the lamp fields as typed.
+    unit->setCurrentIndex(0);
+    type("txtMultiplier", "1.875");
+    type("txtBallast", "0.9");
+    EXPECT_EQ(plot->caption(), "cd = file values x multiplier 1.875 (ballast factor not applied)");
+    type("txtMultiplier", "1");
 
     // Absolute photometry has no lamp lumens to refer to: back to cd.
     type("txtLumPerLamp", "-1");

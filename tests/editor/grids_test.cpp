@@ -7,10 +7,14 @@
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QHeaderView>
+#include <QLabel>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QTabWidget>
+#include <QTest>
 #include <functional>
 
+#include "editor/frozentable.h"
 #include "editor/gridmodels.h"
 #include "editor/plotcd.h"
 #include "editorfixture.h"
@@ -131,6 +135,50 @@ TEST_F(Grids, ReadsBeyondTheTableGiveNothing) {
     EXPECT_EQ(m->columnCount(), 3);
     EXPECT_FALSE(m->data(m->index(3, 1), Qt::DisplayRole).isValid());
     EXPECT_EQ(cell("cdaGridCd", 1, 0), "45");
+}
+
+TEST_F(Grids, TheAngleColumnStaysWhileTheValuesScrollAndTheCurrentCellIsReadOut) {
+    IesRecord r = smallRecord();
+    r.resizeGrid(60, 40);
+    for (int v = 1; v <= 60; ++v)
+        r.VertAngles(v) = 1.5f * static_cast<float>(v - 1);
+    for (int h = 1; h <= 40; ++h)
+        r.HorAngles(h) = 5.0f * static_cast<float>(h - 1);
+    r.Candela(8, 16) = 868.88;
+    r.Candela(9, 17) = 1170;
+    start(r);
+    form_->resize(900, 600);
+    child<QTabWidget>("SSTab1")->setCurrentIndex(3);
+    auto* grid = child<FrozenColumnTableView>("cdaGridCd");
+    QTableView* frozen = grid->frozenView();
+    grid->horizontalScrollBar()->setValue(grid->horizontalScrollBar()->maximum());
+    grid->verticalScrollBar()->setValue(grid->verticalScrollBar()->maximum() / 2);
+    QApplication::processEvents();
+    ASSERT_GT(grid->horizontalScrollBar()->maximum(), 0);
+    EXPECT_EQ(frozen->geometry().left(), grid->frameWidth());
+    EXPECT_EQ(frozen->columnWidth(0), grid->columnWidth(0));
+    EXPECT_TRUE(frozen->isColumnHidden(1));
+    EXPECT_TRUE(frozen->isColumnHidden(39));
+    EXPECT_EQ(frozen->verticalScrollBar()->value(), grid->verticalScrollBar()->value());
+    const int row = grid->rowAt(grid->viewport()->height() / 2);
+    EXPECT_EQ(frozen->visualRect(frozen->model()->index(row, 0)).top(),
+              grid->visualRect(grid->model()->index(row, 39)).top());
+    EXPECT_EQ(grid->model()->headerData(0, Qt::Horizontal).toString(), "\u03B3 \u2193  C \u2192");
+
+    // The current cell in full, with what the multiplier makes of it.
+    type("txtMultiplier", "1.875");
+    grid->setCurrentIndex(grid->model()->index(15, 8));
+    EXPECT_EQ(child<QLabel>("cdaLabCell")->text(),
+              "C 35\u00B0 \u03B3 22.5\u00B0: 868.88 (x 1.875 = 1629 cd)");
+
+    // Ctrl+C copies the selection, holes left empty; Copy Table still the whole table.
+    grid->clearSelection();
+    grid->selectionModel()->select(grid->model()->index(15, 8), QItemSelectionModel::Select);
+    grid->selectionModel()->select(grid->model()->index(16, 9), QItemSelectionModel::Select);
+    QTest::keySequence(grid, QKeySequence::Copy);
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), "868.88\t\r\n\t1170\r\n");
+    child<QPushButton>("cmdCopy")->click();
+    EXPECT_EQ(QGuiApplication::clipboard()->text().count("\r\n"), 60);
 }
 
 TEST_F(Grids, CopyAndPasteByteForByte) {

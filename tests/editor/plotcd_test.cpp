@@ -126,5 +126,24 @@ TEST(PlotCd, PaintsTheCurvesWhereTheGeometrySaysAtDoubleScale) {
     EXPECT_LT(c.green(), 120);
 }
 
+TEST(PlotCd, AHalfDiagramKeepsToItsHalfAndTheCaptionFits) {
+    // A Type B flood within +-90: the lower half, the straight edge through the centre.
+    const Plotted data{corpusRecord("appleseed-iesparser-5-ael-typeB.ies")};
+    plotCD plot;
+    plot.resize(500, 400);
+    plot.setCaption("cd = file values x multiplier 1.875 (ballast factor and tilt not applied)");
+    ASSERT_TRUE(plot.setData(data.input()));
+    const PlotFrame f = plot.frame();
+    EXPECT_EQ(f.toDegrees, 90);
+    EXPECT_TRUE(plot.readoutAt(f.centre - QPointF(0, f.radius / 2)).isEmpty());  // above
+    EXPECT_FALSE(plot.readoutAt(f.map(30, f.scaleMax / 4, true)).isEmpty());
+    EXPECT_GE(f.centre.y() - 2 * QFontMetricsF(plot.font()).height(), 0);  // ring values' room
+    EXPECT_LE(f.centre.y() + f.radius, f.legend.top());
+    // The caption wraps under the legend, inside the widget.
+    EXPECT_GE(f.caption.top(), f.legend.bottom());
+    EXPECT_LE(f.caption.bottom(), plot.height() + 1e-9);
+    EXPECT_GT(f.caption.height(), 0);
+}
+
 }  // namespace
 }  // namespace kandor

@@ -7,7 +7,9 @@
 #include <QDir>
 #include <QMouseEvent>
 #include <QPixmap>
+#include <QScrollBar>
 #include <QTabWidget>
+#include <QTableView>
 
 #include <fstream>
 #include <functional>
@@ -37,7 +39,7 @@ class Screenshots : public EditorFixture {
         form_.reset();
         list_.clear();
         start(corpusRecord(file), changingLamp);
-        form_->resize(1100, 760);
+        form_->resize(1280, 800);
         form_->findChild<QTabWidget*>("SSTab1")->setCurrentIndex(tab);
         QApplication::processEvents();
         if (before) before();
@@ -84,6 +86,15 @@ TEST_F(Screenshots, DISABLED_CandelaTabAndPhotometry) {
     shoot("eulumdat-rs-aec-italo-181x73.ies", "tab-candela-streetlight.png", 3, keep, [this] {
         auto* planes = child<QComboBox>("cdaCmbPlanes");
         planes->setCurrentIndex(planes->findText("C15 - C195"));
+        // Scrolled sideways with a cell read out under the grid.
+        auto* grid = child<QTableView>("cdaGridCd");
+        grid->setCurrentIndex(grid->model()->index(60, 12));
+        grid->horizontalScrollBar()->setValue(grid->columnViewportPosition(8));
+    });
+    // An area luminaire measured to 90 degrees: the lower half, a cell read out.
+    shoot("lithonia-as1-100m-sr2.ies", "tab-candela-road-lower-half.png", 3, keep, [this] {
+        auto* grid = child<QTableView>("cdaGridCd");
+        grid->setCurrentIndex(grid->model()->index(24, 4));
     });
     auto* plot = child<plotCD>("picCda");
     plot->resize(520, 560);
