@@ -520,14 +520,16 @@ bool hasTiltLine(std::string_view text) {
 
 bool looksLikeLdt(std::string_view text) {
     if (text.starts_with(kBom)) text.remove_prefix(kBom.size());
-    if (hasTiltLine(text)) return false;
     // Lines 2 to 7: the type and symmetry indicators, the counts and distances of the planes.
+    // LM-63 numbers come only after its TILT line, so numbers there make an LM-63 file only when
+    // line 1 is that TILT line; a "TILT" further down is EULUMDAT free text (a luminaire name).
     LineCursor lines(text);
     std::string_view line;
     for (int n = 1; n <= 7; ++n) {
         double value = 0;
-        if (!lines.next(line) || (n >= 2 && headerNumber(line, value) != NumberForm::Ok))
-            return false;
+        if (!lines.next(line)) return false;
+        if (n == 1 && hasTiltLine(line)) return false;
+        if (n >= 2 && headerNumber(line, value) != NumberForm::Ok) return false;
     }
     return true;
 }

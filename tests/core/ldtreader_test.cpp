@@ -164,6 +164,13 @@ TEST(LdtReader, TellsEulumdatFromLm63) {
     EXPECT_EQ(photometricFormat(ies, "a.LDT"), PhotometricFormat::Lm63);
     EXPECT_EQ(photometricFormat(neither, "a.LDT"), PhotometricFormat::Eulumdat);
     EXPECT_EQ(photometricFormat(neither, "a.ies"), PhotometricFormat::Lm63);
+    // A TILT line first with the header one value per line is LM-63; a luminaire named
+    // "TILT=..." in an EULUMDAT file stays EULUMDAT.
+    EXPECT_EQ(photometricFormat("TILT=NONE\n1\n1000\n1\n37\n1\n1\n", "a.ldt"),
+              PhotometricFormat::Lm63);
+    std::vector<std::string> named = sampleLines();
+    named[8] = "TILT=INCLUDE Test Fixture";
+    EXPECT_EQ(photometricFormat(join(named), "a.ldt"), PhotometricFormat::Eulumdat);
 }
 
 }  // namespace
