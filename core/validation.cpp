@@ -20,6 +20,21 @@ constexpr int kLastShapeOfAllRevisions = 8;  // shapes above exist only in LM-63
 constexpr std::size_t kLineLimit2002 = 254;
 constexpr std::size_t kLineLimitOlder = 82;
 
+// Where the findings go: the warning list and, when asked for, the place of each.
+struct Sink {
+    WarningList& warnings;
+    std::vector<WarningTarget>* targets = nullptr;
+
+    void add(std::string_view message, WarningTarget target = {}) {
+        warnings.Add(message);
+        if (targets) targets->push_back(target);
+    }
+};
+
+WarningTarget at(FormField field, int index = 0, int second = 0) {
+    return {field, index, second, {}};
+}
+
 std::string concat(std::initializer_list<std::string_view> parts) {
     std::string s;
     for (std::string_view p : parts)
@@ -57,70 +72,103 @@ int findKeywordLine(const std::vector<std::string_view>& lines, std::string_view
     return -1;
 }
 
-void checkLampFields(const ValidationInput& form, WarningList& warnings) {
-    CheckField(form.txtNumLamps, msg::kNumLamps, kFieldPositive | kFieldWhole, warnings);
-    CheckField(form.txtLumPerLamp, msg::kLumPerLamp, kFieldPositive | kFieldAllowMinusOne,
-               warnings);
-    CheckField(form.txtMultiplier, msg::kMultiplier, kFieldPositive, warnings);
-    CheckField(form.txtBallast, msg::kBallast, kFieldPositive, warnings);
-    CheckField(form.txtWatt, msg::kWatt, kFieldPositive, warnings);
+void checkField(std::string_view text, std::string_view label, int flags, Sink& sink,
+                WarningTarget target) {
+    if (text.empty()) {
+        sink.add(concat({label, msg::kIsEmpty}), target);
+        return;
+    }
+    if (!isNumeric(text)) {
+        sink.add(concat({label, msg::kNotANumber}), target);
+        return;
+    }
+    const double value = toDouble(text);
+    if (flags & kFieldPositive) {
+        if (flags & kFieldAllowMinusOne) {
+            // Only the exact text "-1" marks absolute photometry; "-1.0" does not.
+            if (text != "-1" && value <= 0)
+                sink.add(concat({label, msg::kPositiveOrMinusOne}), target);
+        } else if (value <= 0) {
+            sink.add(concat({label, msg::kGreaterThanZero}), target);
+        }
+    }
+    if ((flags & kFieldWhole) && !isWhole16(value))
+        sink.add(concat({label, msg::kWholeNumber}), target);
 }
 
-void checkShapeAndDimensions(const ValidationInput& form, WarningList& warnings) {
+void checkLampFields(const ValidationInput& form, Sink& sink) {
+    checkField(form.txtNumLamps, msg::kNumLamps, kFieldPositive | kFieldWhole, sink,
+               at(FormField::kNumLamps));
+    checkField(form.txtLumPerLamp, msg::kLumPerLamp, kFieldPositive | kFieldAllowMinusOne, sink,
+               at(FormField::kLumPerLamp));
+    checkField(form.txtMultiplier, msg::kMultiplier, kFieldPositive, sink,
+               at(FormField::kMultiplier));
+    checkField(form.txtBallast, msg::kBallast, kFieldPositive, sink, at(FormField::kBallast));
+    checkField(form.txtWatt, msg::kWatt, kFieldPositive, sink, at(FormField::kWatt));
+}
+
+void checkShapeAndDimensions(const ValidationInput& form, Sink& sink) {
     if (form.lmpCmbShape > kLastShapeOfAllRevisions && form.revision != kRevision2002)
-        warnings.Add(msg::kShapeNotInRevision);
+        sink.add(msg::kShapeNotInRevision, at(FormField::kShape));
     // Signs are the shape's business and are added on saving, so zero and negative pass.
-    CheckField(form.txtWidth, msg::kWidth, kFieldAnyNumber, warnings);
-    CheckField(form.txtLength, msg::kLength, kFieldAnyNumber, warnings);
-    CheckField(form.txtHeight, msg::kHeight, kFieldAnyNumber, warnings);
+    checkField(form.txtWidth, msg::kWidth, kFieldAnyNumber, sink, at(FormField::kWidth));
+    checkField(form.txtLength, msg::kLength, kFieldAnyNumber, sink, at(FormField::kLength));
+    checkField(form.txtHeight, msg::kHeight, kFieldAnyNumber, sink, at(FormField::kHeight));
 }
 
-void checkTilt(const ValidationInput& form, WarningList& warnings) {
+void checkTilt(const ValidationInput& form, Sink& sink) {
     if (form.tltChkTilt != 1) return;
-    CheckField(form.lmpTxtNumAngles, msg::kNumTiltAngles, kFieldPositive | kFieldWhole, warnings);
+    checkField(form.lmpTxtNumAngles, msg::kNumTiltAngles, kFieldPositive | kFieldWhole, sink,
+               at(FormField::kNumTiltAngles));
     if (!isNumeric(form.lmpTxtNumAngles)) return;
     // The count is trusted as typed: one larger than the tilt table faults on the subscript.
     const int count = toInt16(toDouble(form.lmpTxtNumAngles));
     for (int i = 1; i <= count; ++i) {
-        CheckField(generalSingle(form.tiltFactors(i)),
-                   concat({msg::kTiltFactor, std::to_string(i)}), kFieldPositive, warnings);
+        checkField(generalSingle(form.tiltFactors(i)),
+                   concat({msg::kTiltFactor, std::to_string(i)}), kFieldPositive, sink,
+                   at(FormField::kTiltTable, i, 2));
         if (i > 1 && form.tiltAngles(i) < form.tiltAngles(i - 1))
-            warnings.Add(msg::kTiltAnglesOrder);
+            sink.add(msg::kTiltAnglesOrder, at(FormField::kTiltTable, i, 1));
     }
 }
 
-void checkKeywordLines(const std::vector<std::string_view>& lines, int revision,
-                       WarningList& warnings) {
+void checkKeywordLines(const std::vector<std::string_view>& lines, int revision, Sink& sink) {
     const std::size_t limit = revision == kRevision2002 ? kLineLimit2002 : kLineLimitOlder;
     const std::string_view exceeds =
         revision == kRevision2002 ? msg::kKeywordExceeds254 : msg::kKeywordExceeds82;
     for (std::size_t i = 0; i < lines.size(); ++i) {
         const std::string_view line = lines[i];
         if (line.empty()) continue;
-        const std::string number = std::to_string(i + 1);
+        const int lineNumber = static_cast<int>(i + 1);
+        const std::string number = std::to_string(lineNumber);
         // LM-63-1986 knows no keywords, so its header lines are free text.
         if (revision != kRevision1986 && ClassifyKeyword(line) == kInvalid)
-            warnings.Add(concat({msg::kKeywordPrefix, number, msg::kKeywordInvalid, line}));
+            sink.add(concat({msg::kKeywordPrefix, number, msg::kKeywordInvalid, line}),
+                     at(FormField::kKeywordLine, lineNumber));
         if (keywordLineLength(line) > limit)
-            warnings.Add(concat({msg::kKeywordLinePrefix, number, exceeds}));
+            sink.add(concat({msg::kKeywordLinePrefix, number, exceeds}),
+                     at(FormField::kKeywordLine, lineNumber));
     }
 }
 
+struct Required {
+    std::string_view word;  // what the check looks for
+    std::string_view keyword;
+    std::string_view warning;
+};
+constexpr std::array<Required, 4> kRequired2002 = {{
+    {"TEST", "[TEST]", msg::kMissingTest},
+    {"TESTLAB", "[TESTLAB]", msg::kMissingTestLab},
+    {"MANUFAC", "[MANUFAC]", msg::kMissingManufac},
+    {"ISSUEDATE", "[ISSUEDATE]", msg::kMissingIssueDate},
+}};
+
 void checkRequiredKeywords(const std::vector<std::string_view>& lines, int revision,
-                           WarningList& warnings) {
+                           Sink& sink) {
     if (revision != kRevision2002) return;
-    struct Required {
-        std::string_view word;
-        std::string_view warning;
-    };
-    static constexpr std::array<Required, 4> kRequired = {{
-        {"TEST", msg::kMissingTest},
-        {"TESTLAB", msg::kMissingTestLab},
-        {"MANUFAC", msg::kMissingManufac},
-        {"ISSUEDATE", msg::kMissingIssueDate},
-    }};
-    for (const Required& r : kRequired)
-        if (findKeywordLine(lines, r.word) < 0) warnings.Add(r.warning);
+    for (const Required& r : kRequired2002)
+        if (findKeywordLine(lines, r.word) < 0)
+            sink.add(r.warning, {FormField::kRequiredKeyword, 0, 0, r.keyword});
 }
 
 bool isOneOf(float value, std::initializer_list<float> allowed) {
@@ -129,14 +177,43 @@ bool isOneOf(float value, std::initializer_list<float> allowed) {
     return false;
 }
 
-void checkFirstAndLastAngles(const ValidationInput& form, WarningList& warnings) {
-    for (std::string_view finding : firstAndLastAngleFindings(
-             form.photometricType, form.vertAngles(1), form.vertAngles(form.numVert),
-             form.horAngles(1), form.horAngles(form.numHorz)))
-        warnings.Add(finding);
+struct AngleFinding {
+    std::string_view message;
+    bool vertical;
+    bool first;  // about the first held angle, else the last
+};
+
+std::vector<AngleFinding> angleFindings(int photometricType, float firstVert, float lastVert,
+                                        float firstHorz, float lastHorz) {
+    std::vector<AngleFinding> out;
+    if (photometricType == 1) {
+        if (!isOneOf(firstVert, {0, 90})) out.push_back({msg::kTypeCFirstVert, true, true});
+        if (!isOneOf(lastVert, {90, 180})) out.push_back({msg::kTypeCLastVert, true, false});
+        if (!isOneOf(firstHorz, {0, 90})) out.push_back({msg::kTypeCFirstHorz, false, true});
+        if (!isOneOf(lastHorz, {0, 90, 180, 270, 360}))
+            out.push_back({msg::kTypeCLastHorz, false, false});
+    } else {
+        // Type B vertical angles are held highest first, so the rule about the first angle of
+        // the file looks at the last held value and the rule about the last angle at the first.
+        if (!isOneOf(lastVert, {-90, 0})) out.push_back({msg::kTypeBFirstVert, true, false});
+        if (!isOneOf(firstVert, {0, 90})) out.push_back({msg::kTypeBLastVert, true, true});
+        if (!isOneOf(firstHorz, {-90, 0})) out.push_back({msg::kTypeBFirstHorz, false, true});
+        if (!isOneOf(lastHorz, {0, 90})) out.push_back({msg::kTypeBLastHorz, false, false});
+    }
+    return out;
 }
 
-void checkAngleOrder(const ValidationInput& form, bool typeC, WarningList& warnings) {
+void checkFirstAndLastAngles(const ValidationInput& form, Sink& sink) {
+    for (const AngleFinding& f : angleFindings(form.photometricType, form.vertAngles(1),
+                                               form.vertAngles(form.numVert), form.horAngles(1),
+                                               form.horAngles(form.numHorz))) {
+        const int last = f.vertical ? form.numVert : form.numHorz;
+        sink.add(f.message, at(f.vertical ? FormField::kVertAngles : FormField::kHorzAngles,
+                               f.first ? 1 : last));
+    }
+}
+
+void checkAngleOrder(const ValidationInput& form, bool typeC, Sink& sink) {
     for (int i = 1; i <= form.numVert - 1; ++i) {
         const float here = form.vertAngles(i);
         const float next = form.vertAngles(i + 1);
@@ -144,26 +221,44 @@ void checkAngleOrder(const ValidationInput& form, bool typeC, WarningList& warni
             std::string text(msg::kVertOrder);
             text += std::to_string(i) + "(" + generalSingle(here) + (typeC ? ") > " : ") < ");
             text += std::to_string(i + 1) + "(" + generalSingle(next) + ")";
-            warnings.Add(text);
+            sink.add(text, at(FormField::kVertAngles, i + 1));
             break;
         }
     }
     for (int i = 1; i <= form.numHorz - 1; ++i) {
         if (form.horAngles(i + 1) < form.horAngles(i)) {
-            warnings.Add(msg::kHorzOrder);
+            sink.add(msg::kHorzOrder, at(FormField::kHorzAngles, i + 1));
             break;
         }
     }
 }
 
-void checkNadir(const ValidationInput& form, WarningList& warnings) {
+void checkNadir(const ValidationInput& form, Sink& sink) {
     if (form.vertAngles(1) != 0 || form.numHorz <= 1) return;
     for (int i = 1; i <= form.numHorz - 1; ++i) {
         if (form.candela(i, 1) != form.candela(i + 1, 1)) {
-            warnings.Add(msg::kNadir);
+            sink.add(msg::kNadir, at(FormField::kCandela, i + 1, 1));
             return;
         }
     }
+}
+
+bool validate(const ValidationInput& form, Sink& sink) {
+    sink.warnings.Clear();
+    if (sink.targets) sink.targets->clear();
+    checkLampFields(form, sink);
+    checkShapeAndDimensions(form, sink);
+    checkTilt(form, sink);
+
+    const std::vector<std::string_view> lines = splitCrLf(form.keyRtb);
+    checkKeywordLines(lines, form.revision, sink);
+    checkRequiredKeywords(lines, form.revision, sink);
+
+    const bool typeC = form.photometricType == 1;
+    checkFirstAndLastAngles(form, sink);
+    checkAngleOrder(form, typeC, sink);
+    checkNadir(form, sink);
+    return sink.warnings.Clean();
 }
 
 }  // namespace
@@ -172,42 +267,24 @@ std::vector<std::string_view> firstAndLastAngleFindings(int photometricType, flo
                                                         float lastVert, float firstHorz,
                                                         float lastHorz) {
     std::vector<std::string_view> out;
-    if (photometricType == 1) {
-        if (!isOneOf(firstVert, {0, 90})) out.push_back(msg::kTypeCFirstVert);
-        if (!isOneOf(lastVert, {90, 180})) out.push_back(msg::kTypeCLastVert);
-        if (!isOneOf(firstHorz, {0, 90})) out.push_back(msg::kTypeCFirstHorz);
-        if (!isOneOf(lastHorz, {0, 90, 180, 270, 360})) out.push_back(msg::kTypeCLastHorz);
-    } else {
-        // Type B vertical angles are held highest first, so the rule about the first angle of
-        // the file looks at the last held value and the rule about the last angle at the first.
-        if (!isOneOf(lastVert, {-90, 0})) out.push_back(msg::kTypeBFirstVert);
-        if (!isOneOf(firstVert, {0, 90})) out.push_back(msg::kTypeBLastVert);
-        if (!isOneOf(firstHorz, {-90, 0})) out.push_back(msg::kTypeBFirstHorz);
-        if (!isOneOf(lastHorz, {0, 90})) out.push_back(msg::kTypeBLastHorz);
-    }
+    for (const AngleFinding& f :
+         angleFindings(photometricType, firstVert, lastVert, firstHorz, lastHorz))
+        out.push_back(f.message);
+    return out;
+}
+
+std::vector<RequiredKeyword> requiredKeywords(int revision, std::string_view keyRtb) {
+    std::vector<RequiredKeyword> out;
+    if (revision != kRevision2002) return out;
+    const std::vector<std::string_view> lines = splitCrLf(keyRtb);
+    for (const Required& r : kRequired2002)
+        out.push_back({r.keyword, findKeywordLine(lines, r.word) >= 0});
     return out;
 }
 
 void CheckField(std::string_view text, std::string_view label, int flags, WarningList& warnings) {
-    if (text.empty()) {
-        warnings.Add(concat({label, msg::kIsEmpty}));
-        return;
-    }
-    if (!isNumeric(text)) {
-        warnings.Add(concat({label, msg::kNotANumber}));
-        return;
-    }
-    const double value = toDouble(text);
-    if (flags & kFieldPositive) {
-        if (flags & kFieldAllowMinusOne) {
-            // Only the exact text "-1" marks absolute photometry; "-1.0" does not.
-            if (text != "-1" && value <= 0) warnings.Add(concat({label, msg::kPositiveOrMinusOne}));
-        } else if (value <= 0) {
-            warnings.Add(concat({label, msg::kGreaterThanZero}));
-        }
-    }
-    if ((flags & kFieldWhole) && !isWhole16(value))
-        warnings.Add(concat({label, msg::kWholeNumber}));
+    Sink sink{warnings};
+    checkField(text, label, flags, sink, {});
 }
 
 std::size_t keywordLineLength(std::string_view line) {
@@ -239,20 +316,14 @@ std::size_t keywordLineLength(std::string_view line) {
 }
 
 bool Validate(const ValidationInput& form, WarningList& warnings) {
-    warnings.Clear();
-    checkLampFields(form, warnings);
-    checkShapeAndDimensions(form, warnings);
-    checkTilt(form, warnings);
+    Sink sink{warnings};
+    return validate(form, sink);
+}
 
-    const std::vector<std::string_view> lines = splitCrLf(form.keyRtb);
-    checkKeywordLines(lines, form.revision, warnings);
-    checkRequiredKeywords(lines, form.revision, warnings);
-
-    const bool typeC = form.photometricType == 1;
-    checkFirstAndLastAngles(form, warnings);
-    checkAngleOrder(form, typeC, warnings);
-    checkNadir(form, warnings);
-    return warnings.Clean();
+bool Validate(const ValidationInput& form, WarningList& warnings,
+              std::vector<WarningTarget>& targets) {
+    Sink sink{warnings, &targets};
+    return validate(form, sink);
 }
 
 }  // namespace kandor

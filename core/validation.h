@@ -113,6 +113,47 @@ struct ValidationInput {
     int photometricType = 1;     // of the working record, not the form: 1 is Type C
 };
 
+// Where on the form a finding of the check belongs, so that the editor can show it at the
+// field and lead the user there. Indexes are 1-based; 0 where a kind has none.
+enum class FormField {
+    kNone,
+    kNumLamps,
+    kLumPerLamp,
+    kMultiplier,
+    kBallast,
+    kWatt,
+    kShape,
+    kWidth,
+    kLength,
+    kHeight,
+    kNumTiltAngles,
+    kTiltTable,         // index: the tilt pair; second: 1 angle, 2 factor
+    kKeywordLine,       // index: the line of the keyword text as typed
+    kRequiredKeyword,   // keyword: the missing standard keyword, such as "[TEST]"
+    kVertAngles,        // index: the held vertical angle
+    kHorzAngles,        // index: the horizontal angle
+    kCandela            // index: the horizontal angle; second: the held vertical angle
+};
+
+struct WarningTarget {
+    FormField field = FormField::kNone;
+    int index = 0;
+    int second = 0;
+    std::string_view keyword{};
+
+    friend bool operator==(const WarningTarget&, const WarningTarget&) = default;
+};
+
+// A standard keyword the revision requires, and whether the keyword text holds it as the check
+// looks for it (the word anywhere in a line, case-sensitive).
+struct RequiredKeyword {
+    std::string_view keyword;  // as the picker lists it: "[TEST]"
+    bool present = false;
+};
+
+// The keywords the revision requires (only LM-63-2002 requires any), in the check's order.
+std::vector<RequiredKeyword> requiredKeywords(int revision, std::string_view keyRtb);
+
 // The field check: appends to `warnings` at most two findings about `text`, each the label
 // followed by its suffix. An empty text or a non-numeric one gives one finding and no more; a
 // value beyond the 16-bit range is reported as not whole rather than faulting. A numeric text
@@ -138,5 +179,9 @@ std::size_t keywordLineLength(std::string_view line);
 // angles beyond the 16-bit range, ends the check with a RuntimeFault (9 or 6) for the
 // caller's error trap; the findings added until then stay in the list.
 bool Validate(const ValidationInput& form, WarningList& warnings);
+// The same check, also giving the place of each finding: `targets` gets one entry per line
+// added, in the same order (the entries up to a fault stay too).
+bool Validate(const ValidationInput& form, WarningList& warnings,
+              std::vector<WarningTarget>& targets);
 
 }  // namespace kandor
