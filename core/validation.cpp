@@ -163,8 +163,7 @@ constexpr std::array<Required, 4> kRequired2002 = {{
     {"ISSUEDATE", "[ISSUEDATE]", msg::kMissingIssueDate},
 }};
 
-void checkRequiredKeywords(const std::vector<std::string_view>& lines, int revision,
-                           Sink& sink) {
+void checkRequiredKeywords(const std::vector<std::string_view>& lines, int revision, Sink& sink) {
     if (revision != kRevision2002) return;
     for (const Required& r : kRequired2002)
         if (findKeywordLine(lines, r.word) < 0)
@@ -204,9 +203,9 @@ std::vector<AngleFinding> angleFindings(int photometricType, float firstVert, fl
 }
 
 void checkFirstAndLastAngles(const ValidationInput& form, Sink& sink) {
-    for (const AngleFinding& f : angleFindings(form.photometricType, form.vertAngles(1),
-                                               form.vertAngles(form.numVert), form.horAngles(1),
-                                               form.horAngles(form.numHorz))) {
+    for (const AngleFinding& f :
+         angleFindings(form.photometricType, form.vertAngles(1), form.vertAngles(form.numVert),
+                       form.horAngles(1), form.horAngles(form.numHorz))) {
         const int last = f.vertical ? form.numVert : form.numHorz;
         sink.add(f.message, at(f.vertical ? FormField::kVertAngles : FormField::kHorzAngles,
                                f.first ? 1 : last));
@@ -280,6 +279,38 @@ std::vector<RequiredKeyword> requiredKeywords(int revision, std::string_view key
     for (const Required& r : kRequired2002)
         out.push_back({r.keyword, findKeywordLine(lines, r.word) >= 0});
     return out;
+}
+
+std::vector<std::string> FieldFindings(const ValidationInput& form, FormField field) {
+    struct Rule {
+        FormField field;
+        const std::string ValidationInput::*text;
+        std::string_view label;
+        int flags;
+    };
+    static constexpr std::array<Rule, 9> kRules = {{
+        {FormField::kNumLamps, &ValidationInput::txtNumLamps, msg::kNumLamps,
+         kFieldPositive | kFieldWhole},
+        {FormField::kLumPerLamp, &ValidationInput::txtLumPerLamp, msg::kLumPerLamp,
+         kFieldPositive | kFieldAllowMinusOne},
+        {FormField::kMultiplier, &ValidationInput::txtMultiplier, msg::kMultiplier, kFieldPositive},
+        {FormField::kBallast, &ValidationInput::txtBallast, msg::kBallast, kFieldPositive},
+        {FormField::kWatt, &ValidationInput::txtWatt, msg::kWatt, kFieldPositive},
+        {FormField::kWidth, &ValidationInput::txtWidth, msg::kWidth, kFieldAnyNumber},
+        {FormField::kLength, &ValidationInput::txtLength, msg::kLength, kFieldAnyNumber},
+        {FormField::kHeight, &ValidationInput::txtHeight, msg::kHeight, kFieldAnyNumber},
+        {FormField::kNumTiltAngles, &ValidationInput::lmpTxtNumAngles, msg::kNumTiltAngles,
+         kFieldPositive | kFieldWhole},
+    }};
+    WarningList list;
+    if (field == FormField::kShape) {
+        if (form.lmpCmbShape > kLastShapeOfAllRevisions && form.revision != kRevision2002)
+            list.Add(msg::kShapeNotInRevision);
+    } else if (field != FormField::kNumTiltAngles || form.tltChkTilt == 1) {
+        for (const Rule& rule : kRules)
+            if (rule.field == field) CheckField(form.*(rule.text), rule.label, rule.flags, list);
+    }
+    return list.lines();
 }
 
 void CheckField(std::string_view text, std::string_view label, int flags, WarningList& warnings) {

@@ -127,12 +127,12 @@ enum class FormField {
     kLength,
     kHeight,
     kNumTiltAngles,
-    kTiltTable,         // index: the tilt pair; second: 1 angle, 2 factor
-    kKeywordLine,       // index: the line of the keyword text as typed
-    kRequiredKeyword,   // keyword: the missing standard keyword, such as "[TEST]"
-    kVertAngles,        // index: the held vertical angle
-    kHorzAngles,        // index: the horizontal angle
-    kCandela            // index: the horizontal angle; second: the held vertical angle
+    kTiltTable,        // index: the tilt pair; second: 1 angle, 2 factor
+    kKeywordLine,      // index: the line of the keyword text as typed
+    kRequiredKeyword,  // keyword: the missing standard keyword, such as "[TEST]"
+    kVertAngles,       // index: the held vertical angle
+    kHorzAngles,       // index: the horizontal angle
+    kCandela           // index: the horizontal angle; second: the held vertical angle
 };
 
 struct WarningTarget {
@@ -153,6 +153,13 @@ struct RequiredKeyword {
 
 // The keywords the revision requires (only LM-63-2002 requires any), in the check's order.
 std::vector<RequiredKeyword> requiredKeywords(int revision, std::string_view keyRtb);
+
+// What the save-time check will say about one field of the lamp tab as the form holds it now,
+// worded as the check words it; empty when the field passes. Fields the check reads only under
+// a condition (the tilt count with the tilt box ticked, the shape against the revision) pass
+// while the condition does not hold. Other kinds of field always pass. It never faults, so
+// that the form can ask on every keystroke.
+std::vector<std::string> FieldFindings(const ValidationInput& form, FormField field);
 
 // The field check: appends to `warnings` at most two findings about `text`, each the label
 // followed by its suffix. An empty text or a non-numeric one gives one finding and no more; a

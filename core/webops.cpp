@@ -691,12 +691,36 @@ WebResult mirror(const Web& web, MirrorPlane plane) {
     return movePlanes(web, reflect, plane == MirrorPlane::kC0C180 ? 0.0 : 180.0, false);
 }
 
-WebResult equalNadir(const Web& web) {
-    if (auto fault = webFault(web)) return refuse(*fault);
+namespace {
+
+// The held vertical indexes of the nadir and the zenith that equalNadir makes equal.
+std::vector<int> poleRows(const Web& web) {
     std::vector<int> rows;
     if (web.vertAngles(1) == 0) rows.push_back(1);
     if (typeC(web) && web.numVert() > 1 && web.vertAngles(web.numVert()) == 180)
         rows.push_back(web.numVert());
+    return rows;
+}
+
+}  // namespace
+
+std::vector<PoleValues> poleValues(const Web& web) {
+    std::vector<PoleValues> out;
+    if (webFault(web) || web.numHorz() < 1) return out;
+    for (int v : poleRows(web)) {
+        std::vector<double> along;
+        for (int h = 1; h <= web.numHorz(); ++h)
+            along.push_back(web.candela(h, v));
+        const auto [low, high] = std::minmax_element(along.begin(), along.end());
+        // The average is the value that equalNadir puts in.
+        out.push_back({web.vertAngles(v), *low, *high, meanOf(along)});
+    }
+    return out;
+}
+
+WebResult equalNadir(const Web& web) {
+    if (auto fault = webFault(web)) return refuse(*fault);
+    const std::vector<int> rows = poleRows(web);
     if (rows.empty()) return refuse(std::string(text::kNoNadir));
     if (web.numHorz() == 1) return refuse(std::string(text::kOnePlane));
     Web out = web;

@@ -139,6 +139,16 @@ WebResult mirror(const Web& web, MirrorPlane plane);
 // for Type C, the zenith (a last angle of 180) made equal to their average over the planes.
 WebResult equalNadir(const Web& web);
 
+// The values found at one pole over the planes, the ones equalNadir would make equal.
+struct PoleValues {
+    double vertAngle = 0;  // 0 for the nadir, 180 for the zenith
+    double minimum = 0;
+    double maximum = 0;
+    double average = 0;
+};
+// The poles that equalNadir reads, nadir first; none for a web it would refuse.
+std::vector<PoleValues> poleValues(const Web& web);
+
 // Every candela value times `factor`.
 WebResult scale(const Web& web, double factor);
 

@@ -136,5 +136,23 @@ TEST(Validation, FindingsInOrder) {
     EXPECT_EQ(keywordLineLength("\xFF\xFE"), 2u);
 }
 
+TEST(Validation, OneFieldAsTheCheckWordsIt) {
+    ValidationInput f;
+    f.txtNumLamps = "2.5";
+    f.txtWidth = "x";
+    f.lmpTxtNumAngles = "0";
+    f.lmpCmbShape = 9;
+    EXPECT_EQ(FieldFindings(f, FormField::kNumLamps),
+              Lines{"General:Number of Lamps must be a whole number (1, 2, 3...)"});
+    EXPECT_EQ(FieldFindings(f, FormField::kWidth), Lines{"General:Width is not a number."});
+    EXPECT_EQ(FieldFindings(f, FormField::kShape), Lines{});          // a 2002 form knows it
+    EXPECT_EQ(FieldFindings(f, FormField::kNumTiltAngles), Lines{});  // tilt box unticked
+    f.tltChkTilt = 1;
+    f.revision = 1;
+    EXPECT_EQ(FieldFindings(f, FormField::kNumTiltAngles).size(), 1u);
+    EXPECT_EQ(FieldFindings(f, FormField::kShape).size(), 1u);
+    EXPECT_EQ(FieldFindings(f, FormField::kCandela), Lines{});
+}
+
 }  // namespace
 }  // namespace kandor

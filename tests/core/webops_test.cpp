@@ -12,6 +12,7 @@
 #include <functional>
 #include <iterator>
 #include <numbers>
+#include <tuple>
 
 #include "core/iesreader.h"
 #include "core/validation.h"
@@ -141,6 +142,10 @@ TEST(WebOps, InterpolatedAndAveragedValues) {
     for (int c = 1; c <= 5; ++c)
         EXPECT_DOUBLE_EQ(n.candela(c, 1), 120) << c;  // 0, 100, 200, 300, 0
     EXPECT_DOUBLE_EQ(n.candela(2, 2), 130);
+    const std::vector<PoleValues> poles = poleValues(w);
+    ASSERT_EQ(poles.size(), 1u);  // the web stops short of the zenith
+    EXPECT_EQ(std::tie(poles[0].minimum, poles[0].maximum, poles[0].average),
+              std::make_tuple(0.0, 300.0, 120.0));
     EXPECT_DOUBLE_EQ(expect(scale(w, 1.0 / 3)).candela(2, 2), 43.333);
     const double flux = webFlux(w, 2).value.value_or(0);
     EXPECT_DOUBLE_EQ(expect(scaleToFlux(w, flux / 2, 2)).candela(3, 3), 145);
