@@ -1,8 +1,11 @@
 #include "dialogs/dlgwarn.h"
 
 #include <QDialogButtonBox>
+#include <QEvent>
 #include <QFontDatabase>
+#include <QHBoxLayout>
 #include <QLabel>
+#include <QMouseEvent>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QVBoxLayout>
@@ -24,6 +27,23 @@ dlgWarn::dlgWarn(QWidget* parent) : QDialog(parent) {
     // that read like separate findings.
     Text1->setLineWrapMode(QPlainTextEdit::NoWrap);
     Text1->setMinimumSize(520, 180);
+    Text1->setToolTip(tr("Double-click a line to go to its place on the form"));
+    Text1->viewport()->installEventFilter(this);
+
+    labNote = new QLabel;
+    labNote->setObjectName("labNote");
+    labNote->setWordWrap(true);
+    labNote->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    cmdNoteAction = new QPushButton;
+    cmdNoteAction->setObjectName("cmdNoteAction");
+    cmdNoteAction->setAutoDefault(false);
+    connect(cmdNoteAction, &QPushButton::clicked, this, [this] {
+        if (noteAction_) noteAction_();
+    });
+    auto* note = new QHBoxLayout;
+    note->addWidget(labNote, 1);
+    note->addWidget(cmdNoteAction, 0, Qt::AlignTop);
+    setNote({}, {}, {});
 
     OKButton = new QPushButton(tr("OK"));
     OKButton->setObjectName("OKButton");
@@ -36,6 +56,7 @@ dlgWarn::dlgWarn(QWidget* parent) : QDialog(parent) {
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(intro);
     layout->addWidget(Text1, 1);
+    layout->addLayout(note);
     layout->addWidget(buttons);
 }
 
@@ -47,9 +68,36 @@ void dlgWarn::refreshText() {
     Text1->setPlainText(text);
 }
 
-void dlgWarn::showModally() {
+int dlgWarn::showModally() {
+    activated_ = -1;
     refreshText();
     exec();
+    return activated_;
+}
+
+void dlgWarn::activateLine(int line) {
+    if (line < 0) return;
+    activated_ = line;
+    hide();
+}
+
+void dlgWarn::setNote(const QString& note, const QString& action, std::function<void()> act) {
+    labNote->setText(note);
+    labNote->setVisible(!note.isEmpty());
+    cmdNoteAction->setText(action);
+    cmdNoteAction->setVisible(!note.isEmpty() && act != nullptr);
+    noteAction_ = std::move(act);
+}
+
+bool dlgWarn::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == Text1->viewport() && event->type() == QEvent::MouseButtonDblClick) {
+        const QPoint at = static_cast<QMouseEvent*>(event)->position().toPoint();
+        const QTextCursor cursor = Text1->cursorForPosition(at);
+        // Below the last line is no line.
+        if (Text1->cursorRect(cursor).bottom() >= at.y()) activateLine(cursor.blockNumber());
+        return true;
+    }
+    return QDialog::eventFilter(watched, event);
 }
 
 void dlgWarn::showList() {

@@ -17,6 +17,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QScreen>
+#include <QShortcut>
 #include <QTabWidget>
 #include <QTableView>
 #include <QTextEdit>
@@ -100,8 +101,21 @@ frmEdit::frmEdit(EditorContext context, QWidget* parent)
     labFile->setTextInteractionFlags(Qt::TextSelectableByMouse);
     labFile->setToolTip(tr("The photometric file being edited"));
 
+    // A word beside the file name rather than in it: the caption and labFile keep their texts.
+    labModified = new QLabel(tr("modified"));
+    labModified->setObjectName("labModified");
+    labModified->setToolTip(tr("The form differs from the data as they arrived"));
+    labModified->setStyleSheet(
+        QStringLiteral("color: #8a4b00; background: #fff1d6; padding: 0 6px; border-radius: 3px;"));
+    labModified->hide();
+    auto* fileRow = new QHBoxLayout;
+    fileRow->addWidget(labFile);
+    fileRow->addWidget(labModified);
+    fileRow->addStretch(1);
+
     auto* layout = new QVBoxLayout(this);
-    layout->addWidget(labFile);
+    layout->addLayout(fileRow);
+    layout->addWidget(buildFindingsBanner());
     layout->addWidget(SSTab1, 1);
     layout->addWidget(buildButtonRow());
 
@@ -113,6 +127,14 @@ frmEdit::frmEdit(EditorContext context, QWidget* parent)
 
     for (QTableView* view : {lmpGridTiltMultiplier, phoGridVert, phoGridHorz, cdaGridCd})
         if (view) view->installEventFilter(this);
+
+    // Ctrl+Enter is OK from any control, the keyword text and the grids included.
+    for (const QKeySequence& keys :
+         {QKeySequence(Qt::CTRL | Qt::Key_Return), QKeySequence(Qt::CTRL | Qt::Key_Enter)}) {
+        auto* ok = new QShortcut(keys, this);
+        connect(ok, &QShortcut::activated, cmdOk, &QPushButton::click);
+    }
+    watchEdits();
 
     resize(1100, 760);
 }
@@ -144,7 +166,7 @@ QWidget* frmEdit::buildButtonRow() {
     txtCmds->setPlaceholderText(tr("Commands from the host"));
     txtCmds->setToolTip(tr("Commands received from the host application"));
     const int lineHeight = txtCmds->fontMetrics().lineSpacing();
-    txtCmds->setFixedHeight(lineHeight * 3 + 12);
+    txtCmds->setFixedHeight(lineHeight + 12);
     txtCmds->setMinimumWidth(160);
     txtCmds->setFocusPolicy(Qt::NoFocus);
 
@@ -155,7 +177,8 @@ QWidget* frmEdit::buildButtonRow() {
         button->setToolTip(tip);
         connect(button, &QPushButton::clicked, this, [this, slot] { (this->*slot)(); });
     };
-    makeButton(cmdOk, "cmdOk", tr("OK"), tr("Check the data, hand them to the host and close"),
+    makeButton(cmdOk, "cmdOk", tr("OK"),
+               tr("Check the data, hand them to the host and close (Ctrl+Enter)"),
                &frmEdit::cmdOk_Click);
     makeButton(cmdCancel, "cmdCancel", tr("Cancel"), tr("Close without handing anything back"),
                &frmEdit::cmdCancel_Click);
@@ -251,6 +274,7 @@ void frmEdit::applySettings(const UserSettings& settings) {
 }
 
 void frmEdit::showForm() {
+    placeWindow();
     show();
     raise();
     activateWindow();
@@ -287,6 +311,7 @@ void frmEdit::unload() {
     // The warnings, preview and settings dialogs go with the form.
     for (QDialog* d : findChildren<QDialog*>())
         d->hide();
+    rememberPlace();
     if (embedded_) giveBackParents();
     hide();
     if (ctx_.endProgram) ctx_.endProgram();
@@ -304,6 +329,7 @@ void frmEdit::showCommandLog(const std::string& log) {
     if (text.endsWith(QLatin1Char('\n'))) text.chop(1);
     txtCmds->setPlainText(text);
     txtCmds->moveCursor(QTextCursor::End);
+    fitCommandLog();
 }
 
 double frmEdit::dpiX() const {
@@ -321,11 +347,13 @@ void frmEdit::embedInHost() {
     if (QGuiApplication::platformName() != QLatin1String("xcb") ||
         !x11WindowExists(ctx_.hostWindow)) {
         txtCmds->appendPlainText(qs(editor_text::kNoChildMode));
+        fitCommandLog();
         return;
     }
     hostWindow_ = QWindow::fromWinId(static_cast<WId>(ctx_.hostWindow));
     if (!hostWindow_) {
         txtCmds->appendPlainText(qs(editor_text::kNoChildMode));
+        fitCommandLog();
         return;
     }
     // A child window has no frame of its own; the host places it with "MOVEWIN".
@@ -414,6 +442,7 @@ void frmEdit::markClean() {
     } catch (...) {
         cleanRecord_ = record();
     }
+    updateModified();
 }
 
 bool frmEdit::hasUnsavedEdits() {
@@ -459,6 +488,8 @@ void frmEdit::showState() {
     showCandela();
     startupFlag_ = wasStartup;
     busyFlag_ = wasBusy;
+    markFields();
+    markRequiredKeywords();
 }
 
 void frmEdit::collectState() {
@@ -478,8 +509,14 @@ bool frmEdit::validateForm(bool clearFirst) {
     }
     if (clearFirst) warn_->Clear();
     collectState();
-    if (Validate(state_, warnings())) return true;
-    warn_->showModally();
+    // Lines that callers added before the check have no place on the form.
+    const std::size_t before = warnings().lines().size();
+    std::vector<WarningTarget> targets;
+    const bool clean = Validate(state_, warnings(), targets);
+    warnTargets_.assign(before, WarningTarget{});
+    warnTargets_.insert(warnTargets_.end(), targets.begin(), targets.end());
+    if (clean) return true;
+    showWarnings();
     return false;
 }
 
@@ -670,9 +707,20 @@ void frmEdit::keyPressEvent(QKeyEvent* event) {
         escapePressed();
         return;
     }
-    // Enter that no control took is OK, whichever button had the focus last.
-    if ((event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) &&
-        (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier) {
+    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    const Qt::KeyboardModifiers modifiers = event->modifiers() & ~Qt::KeypadModifier;
+    if (enter && modifiers == Qt::ControlModifier) {
+        cmdOk->click();
+        return;
+    }
+    if (enter && modifiers == Qt::NoModifier) {
+        // In a field Enter commits the value and moves on, as in a spreadsheet; the value is
+        // the form's already. Enter that no control took, on a button, is OK.
+        QWidget* focus = QApplication::focusWidget();
+        if (qobject_cast<QLineEdit*>(focus) || qobject_cast<QComboBox*>(focus)) {
+            focusNextChild();
+            return;
+        }
         cmdOk->click();
         return;
     }

@@ -20,6 +20,7 @@
 #include "core/editorstate.h"
 #include "core/iesrecord.h"
 #include "core/prompter.h"
+#include "core/validation.h"
 #include "core/warnings.h"
 #include "host/channel.h"
 #include "host/settingsstore.h"
@@ -122,6 +123,15 @@ inline constexpr std::string_view kNoChildMode =
     "Child mode is not available on this display; the editor stays a window of its own.";
 }  // namespace editor_text
 
+// Where the window keeps its size and place for the user: the tool's own part of the store,
+// apart from the host's exchange.
+namespace window_store {
+inline constexpr std::string_view kApp = "KandorPE";
+inline constexpr std::string_view kSection = "Window";
+inline constexpr std::string_view kGeometry = "Geometry";  // "left,top,width,height"
+inline constexpr std::string_view kMaximized = "Maximized";
+}  // namespace window_store
+
 // The process-wide flag: the host has already been told of the copy as a new record.
 bool& copyAnnounced();
 
@@ -171,6 +181,17 @@ class frmEdit final : public QDialog, public EditorForm {
     bool validateForm(bool clearFirst = true);
     // SaveData into record 1 of the list.
     bool saveToRecord();
+    // Where each line of the last check's warning list belongs on the form.
+    const std::vector<WarningTarget>& warningTargets() const { return warnTargets_; }
+    // Shows the tab of a finding and puts the focus on its field, cell or keyword line.
+    void goToFinding(const WarningTarget& target);
+    // The widget that shows a kind of field; null for none.
+    QWidget* fieldWidget(FormField field) const;
+    // A lamp field that the check will refuse gets a red frame and the finding as tooltip.
+    void markField(FormField field);
+    void markFields();
+    // The "modified" label follows hasUnsavedEdits().
+    void updateModified();
     // The record being edited (record 1 of the list).
     IesRecord& record();
 
@@ -199,6 +220,8 @@ class frmEdit final : public QDialog, public EditorForm {
     std::string keywordText() const;  // keyRtb as CRLF text
     void keyCmdLoad_Click();
     void keyCmdSave_Click();
+    // The picker marks the keywords the revision requires, present or missing.
+    void markRequiredKeywords();
     // Creates the preview, settings and About dialogs (once), wired to this form.
     void loadDialogs();
 
@@ -271,6 +294,16 @@ class frmEdit final : public QDialog, public EditorForm {
     void watchHost();
     void watchHostProcess();
     void finishUnload();
+    QWidget* buildFindingsBanner();
+    // The warning list over the form; then the focus on the line chosen, else the first.
+    void showWarnings();
+    // The window's size and place: remembered ones, else the default one that fits the screen.
+    void placeWindow();
+    void rememberPlace();
+    // txtCmds grows from one line once it holds more than the start.
+    void fitCommandLog();
+    // Connects every edit of the form to the live marks and the "modified" label.
+    void watchEdits();
     // The record the form would hand back now, without touching the record being edited.
     IesRecord recordFromForm();
     // Remembers the form as it is now as the state without edits.
@@ -296,10 +329,17 @@ class frmEdit final : public QDialog, public EditorForm {
     QTimer hostWatch_;
     QTimer hostProcessWatch_;
     IesRecord cleanRecord_;  // recordFromForm() right after the record arrived
+    std::vector<WarningTarget> warnTargets_;
+    QTimer modifiedCheck_;  // collects a burst of edits into one comparison
+    bool placed_ = false;
 
     // Shared controls
     QTabWidget* SSTab1 = nullptr;
     QLabel* labFile = nullptr;
+    QLabel* labModified = nullptr;
+    QFrame* fraFindings = nullptr;  // the reader's findings on the file, above the tabs
+    QLabel* labFindings = nullptr;
+    QToolButton* cmdDismissFindings = nullptr;
     QPlainTextEdit* txtCmds = nullptr;
     QGroupBox* fraWorkOn = nullptr;
     QRadioButton* rdoOriginal = nullptr;
