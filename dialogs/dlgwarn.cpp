@@ -17,7 +17,9 @@ dlgWarn::dlgWarn(QWidget* parent) : QDialog(parent) {
     setWindowTitle(QString::fromUtf8(kCaption.data(), static_cast<int>(kCaption.size())));
     setModal(true);
 
-    auto* intro = new QLabel(tr("Please correct these entries before the data are handed on:"));
+    auto* intro =
+        new QLabel(tr("Please correct these entries before the data are handed on "
+                      "(double-click a line to go to its place):"));
     intro->setWordWrap(true);
 
     Text1 = new QPlainTextEdit;
@@ -38,7 +40,9 @@ dlgWarn::dlgWarn(QWidget* parent) : QDialog(parent) {
     cmdNoteAction->setObjectName("cmdNoteAction");
     cmdNoteAction->setAutoDefault(false);
     connect(cmdNoteAction, &QPushButton::clicked, this, [this] {
-        if (noteAction_) noteAction_();
+        // The action may replace the note, and with it itself.
+        const std::function<void()> act = noteAction_;
+        if (act) act();
     });
     auto* note = new QHBoxLayout;
     note->addWidget(labNote, 1);

@@ -6,8 +6,12 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMimeData>
+#include <QPaintEvent>
+#include <QPainter>
 #include <QScrollBar>
 #include <QTextBlock>
+
+#include <algorithm>
 
 #include "core/keywords.h"
 #include "core/keywordtemplate.h"
@@ -27,10 +31,66 @@ QTextCharFormat weightAndColor(bool bold, std::int32_t bgr) {
     return format;
 }
 
+class LineNumberMargin final : public QWidget {
+  public:
+    explicit LineNumberMargin(KeywordTextEdit* edit) : QWidget(edit), edit_(edit) {}
+
+  protected:
+    void paintEvent(QPaintEvent* event) override { edit_->paintLineNumbers(event); }
+
+  private:
+    KeywordTextEdit* edit_;
+};
+
 }  // namespace
 
 KeywordTextEdit::KeywordTextEdit(QWidget* parent) : QTextEdit(parent) {
     setAcceptDrops(true);
+    numbers_ = new LineNumberMargin(this);
+    numbers_->setObjectName("keyLineNumbers");
+    numbers_->setToolTip(tr("Line numbers, as the warnings cite them"));
+    connect(document(), &QTextDocument::blockCountChanged, this, [this] { fitLineNumbers(); });
+    connect(verticalScrollBar(), &QScrollBar::valueChanged, numbers_,
+            qOverload<>(&QWidget::update));
+    connect(this, &QTextEdit::textChanged, numbers_, qOverload<>(&QWidget::update));
+    fitLineNumbers();
+}
+
+int KeywordTextEdit::lineNumberWidth() const {
+    const int digits =
+        static_cast<int>(QString::number(std::max(1, document()->blockCount())).size());
+    return 10 + fontMetrics().horizontalAdvance(QLatin1Char('9')) * std::max(2, digits);
+}
+
+void KeywordTextEdit::fitLineNumbers() {
+    setViewportMargins(lineNumberWidth(), 0, 0, 0);
+    const QRect inside = contentsRect();
+    numbers_->setGeometry(inside.left(), inside.top(), lineNumberWidth(), inside.height());
+    numbers_->update();
+}
+
+void KeywordTextEdit::resizeEvent(QResizeEvent* event) {
+    QTextEdit::resizeEvent(event);
+    fitLineNumbers();
+}
+
+void KeywordTextEdit::paintLineNumbers(QPaintEvent* event) {
+    QPainter painter(numbers_);
+    painter.fillRect(event->rect(), palette().color(QPalette::AlternateBase));
+    painter.setPen(palette().color(QPalette::PlaceholderText));
+    painter.setFont(font());
+    const int offset = verticalScrollBar()->value();
+    const int viewportTop = viewport()->geometry().top() - contentsRect().top();
+    const QAbstractTextDocumentLayout* layout = document()->documentLayout();
+    const int width = numbers_->width() - 5;
+    for (QTextBlock block = document()->begin(); block.isValid(); block = block.next()) {
+        const QRectF r = layout->blockBoundingRect(block);
+        const int top = static_cast<int>(r.top()) - offset + viewportTop;
+        if (top > event->rect().bottom()) break;
+        if (top + r.height() < event->rect().top()) continue;
+        painter.drawText(0, top, width, fontMetrics().height(), Qt::AlignRight | Qt::AlignTop,
+                         QString::number(block.blockNumber() + 1));
+    }
 }
 
 int KeywordTextEdit::lineAt(const QPoint& viewportPos) const {

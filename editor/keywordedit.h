@@ -37,14 +37,23 @@ class KeywordTextEdit final : public QTextEdit {
     // Set after "]" was typed, cleared by the next key that types something else.
     bool keywordClosed() const { return keywordClosed_; }
 
+    // The line numbers in the margin, as the warnings cite the lines.
+    QWidget* lineNumbers() const { return numbers_; }
+    int lineNumberWidth() const;
+    void paintLineNumbers(QPaintEvent* event);
+
   protected:
     void keyPressEvent(QKeyEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dragMoveEvent(QDragMoveEvent* event) override;
     void dropEvent(QDropEvent* event) override;
 
   private:
+    void fitLineNumbers();
+
     bool keywordClosed_ = false;
+    QWidget* numbers_ = nullptr;
 };
 
 // The standard keywords, dragged from here onto the keyword text. The drag shows `dragLabel`

@@ -110,6 +110,19 @@ TEST_F(WindowTest, AWarningLeadsToItsPlace) {
     EXPECT_EQ(ended_, 0);
 }
 
+TEST_F(WindowTest, TheNadirWarningShowsTheValuesFoundAndMakesThemEqual) {
+    startCounting();
+    write("cdaGridCd", 0, 2, "130");  // the nadir over two planes: 110 and 130
+    QTimer::singleShot(0, [&] {
+        dlgWarn* warn = form_->warnDialog();
+        EXPECT_TRUE(warn->labNote->text().contains("minimum 110, maximum 130, average 120"));
+        warn->cmdNoteAction->click();
+        EXPECT_FALSE(warn->isVisible());  // nothing left to correct
+    });
+    child<QPushButton>("cmdRefresh")->click();
+    EXPECT_EQ(cell("cdaGridCd", 0, 2), cell("cdaGridCd", 0, 1));
+}
+
 TEST_F(WindowTest, TheModifiedWordFollowsTheForm) {
     start(testing::smallRecord());
     QLabel* modified = child<QLabel>("labModified");
