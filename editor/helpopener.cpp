@@ -1,8 +1,13 @@
 #include "editor/helpopener.h"
 
+#include <QDialog>
+#include <QDialogButtonBox>
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QProcess>
+#include <QPushButton>
+#include <QTextBrowser>
+#include <QVBoxLayout>
 
 #include <memory>
 
@@ -20,6 +25,43 @@ PageHelpOpener::PageHelpOpener(Prompter& prompter, std::string helpFile, UrlOpen
     if (!open_) open_ = [this](const QUrl& url) { return startBrowser(url); };
 }
 
+PageHelpOpener::~PageHelpOpener() {
+    delete viewer_.data();
+}
+
+QTextBrowser* PageHelpOpener::viewer() const {
+    return browser_.data();
+}
+
+void PageHelpOpener::showInViewer(const QUrl& page) {
+    if (!viewer_) {
+        viewer_ = new QDialog(nullptr, Qt::Window);
+        viewer_->setObjectName("dlgHelpViewer");
+        viewer_->setWindowTitle(QString::fromUtf8(
+            help_text::kViewerTitle.data(), static_cast<int>(help_text::kViewerTitle.size())));
+        browser_ = new QTextBrowser;
+        browser_->setObjectName("txtHelp");
+        browser_->setOpenLinks(true);
+        browser_->setOpenExternalLinks(false);
+        auto* back = new QPushButton(QDialog::tr("&Back"));
+        QObject::connect(back, &QPushButton::clicked, browser_.data(), &QTextBrowser::backward);
+        QObject::connect(browser_.data(), &QTextBrowser::backwardAvailable, back,
+                         &QPushButton::setEnabled);
+        back->setEnabled(false);
+        auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close);
+        buttons->addButton(back, QDialogButtonBox::ActionRole);
+        QObject::connect(buttons, &QDialogButtonBox::rejected, viewer_.data(), &QDialog::hide);
+        auto* layout = new QVBoxLayout(viewer_);
+        layout->addWidget(browser_);
+        layout->addWidget(buttons);
+        viewer_->resize(760, 620);
+    }
+    browser_->setSource(page);
+    viewer_->show();
+    viewer_->raise();
+    viewer_->activateWindow();
+}
+
 bool PageHelpOpener::startBrowser(const QUrl& url) {
     // The desktop's opener says through its exit status that it found no browser; the usual
     // way of opening a URL would only leave that on the terminal.
@@ -30,14 +72,13 @@ bool PageHelpOpener::startBrowser(const QUrl& url) {
     process->setStandardErrorFile(QProcess::nullDevice());
     auto clock = std::make_shared<QElapsedTimer>();
     clock->start();
-    const std::string page = url.toLocalFile().toStdString();
     QObject::connect(
         process, &QProcess::finished, process,
-        [this, process, clock, page](int code, QProcess::ExitStatus status) {
+        [this, process, clock, url](int code, QProcess::ExitStatus status) {
             process->deleteLater();
             if ((status == QProcess::NormalExit && code == 0) || clock->elapsed() > kBrowserStartMs)
                 return;
-            prompter_.tell(std::string(help_text::kNoBrowser) + page + ".");
+            showInViewer(url);
         });
     process->start();
     if (process->waitForStarted(3000)) return true;
@@ -57,10 +98,8 @@ bool PageHelpOpener::openTopic(int topic) {
                        std::string(help_text::kMissingPageTail));
         return false;
     }
-    if (!open_(QUrl::fromLocalFile(page))) {
-        prompter_.tell(std::string(help_text::kNoBrowser) + page.toStdString() + ".");
-        return false;
-    }
+    // Without a browser the page is still read, in the tool's own viewer.
+    if (!open_(QUrl::fromLocalFile(page))) showInViewer(QUrl::fromLocalFile(page));
     return true;
 }
 
