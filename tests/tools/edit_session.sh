@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # One editing session as a user has it: kandor-host edit opens FILE in the editor, the user
-# types a new number of lamps and presses Enter (OK). Runs inside an X server (xvfb-run).
+# types a new number of lamps and presses Ctrl+Enter (OK). Runs inside an X server (xvfb-run).
 #   edit_session.sh BIN_DIR FILE LAMPS [--child]
 # Prints "host-exit=N" and, with --child, "embedded=yes|no" from the window tree.
 set -u
@@ -40,7 +40,7 @@ xdotool key alt+n       # number of lamps
 xdotool key ctrl+a
 xdotool type "$lamps"
 sleep 0.2
-xdotool key Return      # OK
+xdotool key ctrl+Return # OK (Enter in the field only moves on)
 # An editor that never hands back must not hang the test run.
 for _ in $(seq 1 150); do
     kill -0 "$host" 2>/dev/null || break

@@ -63,13 +63,13 @@ failed-save)
     editor=$(wait_window 'Edit:')
     type_lamps "$editor" 3
     mv "$dir" "$dir.moved"
-    press "$editor" Return
+    press "$editor" ctrl+Return
     box=$(wait_window KandorPE)
     [ -n "$box" ] && echo "box=yes"
     mv "$dir.moved" "$dir"
     press "$box" Return
     editor_open
-    press "$editor" Return
+    press "$editor" ctrl+Return
     finish
     ;;
 changed-on-disk)
@@ -78,13 +78,13 @@ changed-on-disk)
     type_lamps "$editor" 3
     printf 'another program\n' >"$file.other"
     cat "$file" "$file.other" >"$file.new" && cat "$file.new" >"$file"
-    press "$editor" Return
+    press "$editor" ctrl+Return
     box=$(wait_window KandorPE)
     [ -n "$box" ] && echo "box=yes"
     press "$box" Escape
     editor_open
     grep -q 'another program' "$file" && echo "other-kept=yes"
-    press "$editor" Return
+    press "$editor" ctrl+Return
     box=$(wait_window KandorPE)
     press "$box" Return
     finish
@@ -104,11 +104,11 @@ second-editor)
         sleep 0.1
     done
     sleep 0.5
-    press "$second" Return
+    press "$second" ctrl+Return
     finish
     host=$first
     type_lamps "$editor" 3
-    press "$editor" Return
+    press "$editor" ctrl+Return
     finish
     ls -a "$dir" | grep -q 'kandorpe-lock' && echo "lock-left=yes"
     ;;
@@ -117,7 +117,7 @@ links)
     editor=$(wait_window 'Edit:')
     echo "caption=$(xdotool getwindowname "$editor")"
     type_lamps "$editor" 3
-    press "$editor" Return
+    press "$editor" ctrl+Return
     finish
     ;;
 host-killed)
@@ -153,7 +153,7 @@ desktop-open)
     host=$!
     editor=$(wait_window 'Edit:')
     type_lamps "$editor" 3
-    press "$editor" Return
+    press "$editor" ctrl+Return
     finish
     "$bin/kandorpe" "$file.missing" >>"$file.out" 2>>"$file.err" &
     host=$!
