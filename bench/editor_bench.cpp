@@ -151,12 +151,20 @@ void BM_PlotRedraw1000_NearField721x1441(benchmark::State& st) {
     plotRedraw(st, 721, 1441);
 }
 
+// The comparison behind the "modified" word, run after each burst of edits.
+void BM_ModifiedCheck_NearField721x1441(benchmark::State& st) {
+    Editor e(721, 1441);
+    for (auto _ : st)
+        e.form->updateModified();
+}
+
 BENCHMARK(BM_MultiplierKeystroke_181x361)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Paste_181x361)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PlotRedraw1000_181x361)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_MultiplierKeystroke_NearField721x1441)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Paste_NearField721x1441)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PlotRedraw1000_NearField721x1441)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ModifiedCheck_NearField721x1441)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
