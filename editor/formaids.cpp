@@ -248,6 +248,13 @@ void frmEdit::markRequiredKeywords() {
     const std::vector<RequiredKeyword> required =
         requiredKeywords(lmpCmbVersion->currentIndex(), keywordText());
     const QString revision = lmpCmbVersion->currentText();
+    if (keyLabRequired) {
+        keyLabRequired->setVisible(!required.empty());
+        keyLabRequired->setText(
+            tr("<b>Bold</b>: required by %1, <b style=\"color:#1b5e20\">present</b> or "
+               "<b style=\"color:#c62828\">missing</b>")
+                .arg(revision.toHtmlEscaped()));
+    }
     for (int i = 0; i < keyLstPos->count(); ++i) {
         QListWidgetItem* item = keyLstPos->item(i);
         const auto it = std::find_if(required.begin(), required.end(),

@@ -358,6 +358,7 @@ class frmEdit final : public QDialog, public EditorForm {
     KeywordTextEdit* keyRtb = nullptr;
     QTextEdit* keyLegend = nullptr;
     KeywordPicker* keyLstPos = nullptr;
+    QLabel* keyLabRequired = nullptr;  // the legend of the required keywords' marks
     QLabel* Label5 = nullptr;
     QPushButton* keyCmdLoad = nullptr;
     QPushButton* keyCmdSave = nullptr;

@@ -121,6 +121,11 @@ QWidget* frmEdit::buildKeywordsTab() {
     pickLabel->setBuddy(keyLstPos);
     rightLayout->addWidget(pickLabel);
     rightLayout->addWidget(keyLstPos, 1);
+    keyLabRequired = new QLabel;
+    keyLabRequired->setObjectName("keyLabRequired");
+    keyLabRequired->setWordWrap(true);
+    keyLabRequired->hide();
+    rightLayout->addWidget(keyLabRequired);
     rightLayout->addWidget(keyCmdLoad);
     rightLayout->addWidget(keyCmdSave);
 

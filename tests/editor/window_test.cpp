@@ -3,6 +3,7 @@
 
 #include <QFrame>
 #include <QLabel>
+#include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTabWidget>
@@ -121,6 +122,21 @@ TEST_F(WindowTest, TheNadirWarningShowsTheValuesFoundAndMakesThemEqual) {
     });
     child<QPushButton>("cmdRefresh")->click();
     EXPECT_EQ(cell("cdaGridCd", 0, 2), cell("cdaGridCd", 0, 1));
+}
+
+TEST_F(WindowTest, ThePickerMarksTheRequiredKeywordsPresentOrMissing) {
+    start(testing::smallRecord());  // 2002, [TEST] only
+    form_->fillKeywordPicker(kKeywordPickerNames);
+    form_->markRequiredKeywords();
+    auto* picker = child<QListWidget>("keyLstPos");
+    auto tip = [&](const char* keyword) {
+        return picker->findItems(keyword, Qt::MatchExactly).front()->toolTip().toStdString();
+    };
+    EXPECT_EQ(tip("[TEST]"), "Required by IESNA: LM-63-2002; present");
+    EXPECT_EQ(tip("[MANUFAC]"), "Required by IESNA: LM-63-2002; missing");
+    EXPECT_EQ(tip("[LAMP]"), "");
+    child<QTextEdit>("keyRtb")->append("[MANUFAC] M");
+    EXPECT_EQ(tip("[MANUFAC]"), "Required by IESNA: LM-63-2002; present");
 }
 
 TEST_F(WindowTest, TheModifiedWordFollowsTheForm) {
