@@ -7,17 +7,24 @@
 #include <QDir>
 #include <QMouseEvent>
 #include <QPixmap>
+#include <QPlainTextEdit>
+#include <QPushButton>
 #include <QScrollBar>
 #include <QTabWidget>
 #include <QTableView>
+#include <QTest>
+#include <QTextBlock>
+#include <QTimer>
 
 #include <fstream>
 #include <functional>
 #include <iterator>
 
 #include "core/iesreader.h"
+#include "dialogs/dlgwarn.h"
 #include "editor/plotcd.h"
 #include "editorfixture.h"
+#include "host/startup.h"
 
 namespace kandor::testing {
 namespace {
@@ -100,6 +107,45 @@ TEST_F(Screenshots, DISABLED_CandelaTabAndPhotometry) {
     plot->resize(520, 560);
     EXPECT_TRUE(plot->exportSvg(dir() + "/polar-streetlight.svg"));
     EXPECT_TRUE(plot->exportPng(dir() + "/polar-streetlight.png"));
+}
+
+// The whole window as it opens on a 1280 x 800 screen (90 % of it), every tab of a street
+// light and of a Type B floodlight, and the warnings list with the field it leads to. Run
+// once plainly and once with QT_SCALE_FACTOR=2 and KANDOR_SHOTS_SUFFIX=-2x.
+TEST_F(Screenshots, DISABLED_WindowAt1280x800) {
+    const QString suffix = qEnvironmentVariable("KANDOR_SHOTS_SUFFIX") + ".png";
+    const char* tabs[] = {"keywords", "lamp", "angles", "candela"};
+    const auto window = [&](const char* file, const char* name) {
+        for (int tab = 0; tab < 4; ++tab) {
+            form_.reset();
+            list_.clear();
+            start(corpusRecord(file));
+            form_->fillKeywordPicker(kKeywordPickerNames);
+            form_->markRequiredKeywords();
+            form_->resize(1152, 720);
+            form_->findChild<QTabWidget*>("SSTab1")->setCurrentIndex(tab);
+            QApplication::processEvents();
+            const QString shot = QString("window-%1-%2").arg(name, tabs[tab]) + suffix;
+            EXPECT_TRUE(form_->grab().save(dir() + "/" + shot)) << shot.toStdString();
+        }
+    };
+    window("eulumdat-rs-aec-italo-181x73.ies", "streetlight");
+    window("appleseed-iesparser-5-ael-typeB.ies", "floodlight-typeB");
+
+    // The lamp count left empty: the list, then a double click on its line.
+    type("txtNumLamps", "");
+    QApplication::setActiveWindow(form_.get());
+    QTimer::singleShot(0, [&] {
+        dlgWarn* warn = form_->warnDialog();
+        QApplication::processEvents();
+        EXPECT_TRUE(warn->grab().save(dir() + "/warnings-dialog" + suffix));
+        const QTextBlock block = warn->Text1->document()->find("Lamps").block();
+        const QPoint at = warn->Text1->cursorRect(QTextCursor(block)).center();
+        QTest::mouseDClick(warn->Text1->viewport(), Qt::LeftButton, {}, at);
+    });
+    child<QPushButton>("cmdOk")->click();
+    QApplication::processEvents();
+    EXPECT_TRUE(form_->grab().save(dir() + "/warnings-led-to-field" + suffix));
 }
 
 }  // namespace
