@@ -25,40 +25,11 @@
 #include "editor/plotcd.h"
 #include "host/settingsstore.h"
 #include "host/startup.h"
+#include "roadweb.h"
 
 namespace {
 
 using namespace kandor;
-
-// A Type C web over the whole sphere: a road luminaire's asymmetric distribution, values in
-// whole thousandths as the reader keeps them.
-IesRecord makeWeb(int numVert, int numHorz) {
-    IesRecord r;
-    r.Filename = "/bench/web.ies";
-    r.Keywords.append("IESNA:LM-63-2002");
-    r.Keywords.append("[TEST] bench");
-    r.OtherData.numLamps = 1;
-    r.OtherData.lumensPerLamp = 10000;
-    r.OtherData.multiplier = 1;
-    r.OtherData.photometricType = 1;
-    r.OtherData.unitsType = 2;
-    r.OtherData.ballastFactor = 1;
-    r.OtherData.inputWatts = 80;
-    r.resizeGrid(numVert, numHorz);
-    for (int v = 1; v <= numVert; ++v)
-        r.VertAngles(v) = static_cast<float>(180.0 * (v - 1) / (numVert - 1));
-    for (int h = 1; h <= numHorz; ++h)
-        r.HorAngles(h) = static_cast<float>(360.0 * (h - 1) / (numHorz - 1));
-    for (int h = 1; h <= numHorz; ++h) {
-        const double c = r.HorAngles(h) * std::numbers::pi / 180;
-        for (int v = 1; v <= numVert; ++v) {
-            const double g = r.VertAngles(v) * std::numbers::pi / 180;
-            const double lobe = std::max(0.0, std::cos(g - 1.1 * (0.6 + 0.4 * std::cos(c))));
-            r.Candela(h, v) = std::round(4000 * lobe * lobe * 1000) / 1000;
-        }
-    }
-    return r;
-}
 
 class NoHelp final : public HelpOpener {
   public:
@@ -75,7 +46,7 @@ struct Editor {
     std::unique_ptr<frmEdit> form;
 
     Editor(int numVert, int numHorz) {
-        list.add(makeWeb(numVert, numHorz));
+        list.add(bench::roadWeb(numVert, numHorz));
         form = std::make_unique<frmEdit>(
             EditorContext{store, state, list, prompter, help, {}, [] {}, 0});
         form->loadForm();
@@ -120,7 +91,7 @@ void paste(benchmark::State& st, int numVert, int numHorz) {
 }
 
 void plotRedraw(benchmark::State& st, int numVert, int numHorz) {
-    const IesRecord r = makeWeb(numVert, numHorz);
+    const IesRecord r = bench::roadWeb(numVert, numHorz);
     plotCD plot;
     plot.resize(1000, 1000);
     QImage image(1000, 1000, QImage::Format_ARGB32_Premultiplied);

@@ -8,6 +8,7 @@
 #include <numbers>
 
 #include "core/webops.h"
+#include "roadweb.h"
 
 namespace {
 
@@ -24,14 +25,9 @@ Web nearField() {
         w.vertAngles(v) = static_cast<float>(0.25 * (v - 1));
     for (int h = 1; h <= numHorz; ++h)
         w.horAngles(h) = static_cast<float>(0.25 * (h - 1));
-    for (int h = 1; h <= numHorz; ++h) {
-        const double c = w.horAngles(h) * std::numbers::pi / 180;
-        for (int v = 1; v <= numVert; ++v) {
-            const double g = w.vertAngles(v) * std::numbers::pi / 180;
-            const double lobe = std::max(0.0, std::cos(g - 1.1 * (0.6 + 0.4 * std::cos(c))));
-            w.candela(h, v) = std::round(4000 * lobe * lobe * 1000) / 1000;
-        }
-    }
+    for (int h = 1; h <= numHorz; ++h)
+        for (int v = 1; v <= numVert; ++v)
+            w.candela(h, v) = bench::roadLobe(w.horAngles(h), w.vertAngles(v));
     return w;
 }
 

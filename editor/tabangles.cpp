@@ -262,26 +262,41 @@ int currentColumn(const QTableView* grid) {
     return index.isValid() ? index.column() : -1;
 }
 
+// The web as it stands, or nothing after telling the user why it cannot be reshaped.
+std::optional<Web> webOrTell(const EditorState& state, Prompter& prompter) {
+    WebResult current = webOf(state);
+    if (!current) prompter.tell(current.refusal);
+    return std::move(current.web);
+}
+
+// An angle typed beside the grid: absent when the field is empty, the grid's message told
+// when it is no angle.
+struct TypedAngle {
+    bool given = false;
+    std::optional<float> value;
+};
+
+TypedAngle typedAngle(const QLineEdit* field, bool vertical, Prompter& prompter) {
+    const std::string typed = field->text().trimmed().toStdString();
+    if (typed.empty()) return {};
+    const CellEntry entry = vertical ? vertAngleEntry(typed) : horzAngleEntry(typed);
+    if (!entry.value) prompter.tell(std::string(entry.message), std::string(entry.title));
+    return {true, entry.value};
+}
+
 }  // namespace
 
 bool frmEdit::phoCmdInsert_Click(bool vertical) {
     if (!state_.dataShown) return false;
-    const WebResult current = webOf(state_);
-    if (!current) {
-        ctx_.prompter.tell(current.refusal);
-        return false;
-    }
+    const std::optional<Web> current = webOrTell(state_, ctx_.prompter);
+    if (!current) return false;
     const Axis axis = vertical ? Axis::kVertical : Axis::kHorizontal;
     QLineEdit* field = vertical ? phoTxtVertAngle : phoTxtHorzAngle;
-    const std::string typed = field->text().trimmed().toStdString();
+    const TypedAngle typed = typedAngle(field, vertical, ctx_.prompter);
     double angle = 0;
-    if (!typed.empty()) {
-        const CellEntry entry = vertical ? vertAngleEntry(typed) : horzAngleEntry(typed);
-        if (!entry.value) {
-            ctx_.prompter.tell(std::string(entry.message), std::string(entry.title));
-            return false;
-        }
-        angle = *entry.value;
+    if (typed.given) {
+        if (!typed.value) return false;
+        angle = *typed.value;
     } else {
         // Midway between the selected column and the next (the one before, for the last).
         const OneBased<float>& angles = vertical ? state_.vertAngles : state_.horAngles;
@@ -294,7 +309,7 @@ bool frmEdit::phoCmdInsert_Click(bool vertical) {
         const int j = i < angles.ubound() ? i + 1 : i - 1;
         angle = (static_cast<double>(angles(i)) + angles(j)) / 2;
     }
-    WebResult done = insertAngle(*current.web, axis, angle);
+    WebResult done = insertAngle(*current, axis, angle);
     if (!done) {
         ctx_.prompter.tell(done.refusal);
         return false;
@@ -311,23 +326,16 @@ bool frmEdit::phoCmdInsert_Click(bool vertical) {
 
 bool frmEdit::phoCmdRemove_Click(bool vertical) {
     if (!state_.dataShown) return false;
-    const WebResult current = webOf(state_);
-    if (!current) {
-        ctx_.prompter.tell(current.refusal);
-        return false;
-    }
+    const std::optional<Web> current = webOrTell(state_, ctx_.prompter);
+    if (!current) return false;
     const Axis axis = vertical ? Axis::kVertical : Axis::kHorizontal;
     QLineEdit* field = vertical ? phoTxtVertAngle : phoTxtHorzAngle;
     QTableView* grid = vertical ? phoGridVert : phoGridHorz;
-    const std::string typed = field->text().trimmed().toStdString();
+    const TypedAngle typed = typedAngle(field, vertical, ctx_.prompter);
     int index = currentColumn(grid) + 1;
-    if (!typed.empty()) {
-        const CellEntry entry = vertical ? vertAngleEntry(typed) : horzAngleEntry(typed);
-        if (!entry.value) {
-            ctx_.prompter.tell(std::string(entry.message), std::string(entry.title));
-            return false;
-        }
-        const AngleAt at = angleIndex(*current.web, axis, *entry.value);
+    if (typed.given) {
+        if (!typed.value) return false;
+        const AngleAt at = angleIndex(*current, axis, *typed.value);
         if (!at.index) {
             ctx_.prompter.tell(at.refusal);
             return false;
@@ -337,7 +345,7 @@ bool frmEdit::phoCmdRemove_Click(bool vertical) {
         ctx_.prompter.tell(std::string(reshape_text::kTypeOrSelect));
         return false;
     }
-    WebResult done = removeAngle(*current.web, axis, index);
+    WebResult done = removeAngle(*current, axis, index);
     if (!done) {
         ctx_.prompter.tell(done.refusal);
         return false;
