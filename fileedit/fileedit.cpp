@@ -414,8 +414,9 @@ int runEdit(const EditOptions& options) {
     IesRecord& record = list.add();
     std::vector<std::string> findings;
     auto note = [&findings](int code, int line, const std::string& message) {
-        findings.push_back("line " + std::to_string(line) + ": (" + std::to_string(code) + ") " +
-                           message);
+        // "file line": the keyword editor numbers its own lines, which differ from the file's.
+        const std::string where = line > 0 ? "file line " + std::to_string(line) + ": " : "";
+        findings.push_back(where + "(" + std::to_string(code) + ") " + message);
     };
     int status = kParseClean;
     std::optional<LdtRecord> ldt;
