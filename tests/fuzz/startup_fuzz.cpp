@@ -115,7 +115,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     RecordingEditor form;
     CountingPrompter prompter;
     int ends = 0;
-    EditCore core(store, state, list, form, prompter, StartupHooks{.endProgram = [&](int) { ++ends; }});
+    EditCore core(store, state, list, form, prompter,
+                  StartupHooks{.endProgram = [&](int) { ++ends; }});
     const int result = core.Main(commandLine);
 
     fuzz::require(result == parseFault, "Main failed other than the command line did");
