@@ -533,6 +533,8 @@ void putWeb(Web web, EditorState& state) {
     state.horAngles = std::move(web.horAngles);
     state.candela = std::move(web.candela);
     state.maxCandela = maxCandelaOf(state.candela);
+    // The lamp change's texts belong to the values it wrote, which the operation replaced.
+    state.candelaText.clear();
 }
 
 WebResult insertAngle(const Web& web, Axis axis, double angle) {

@@ -279,7 +279,9 @@ TEST(WebOps, CorpusFilesStaySavable) {
             if (!r.web) continue;
             ++applied;
             EditorState after = form;
+            after.candelaText.assign(1, true);  // a lamp change's texts, stale once reshaped
             putWeb(*r.web, after);
+            EXPECT_TRUE(after.candelaText.empty());
             WarningList warnings;
             Validate(after, warnings);
             // Nothing new: an operation may only take findings away (the nadir's, say).
