@@ -69,17 +69,6 @@ void markValueProblem(std::int16_t& status) {
     if (status != kParseUnusable) status = kParseValueProblems;
 }
 
-bool startsWithTilt(std::string_view line) {
-    if (line.size() < 4) return false;
-    constexpr std::string_view kTilt = "TILT";
-    for (std::size_t i = 0; i < 4; ++i) {
-        char c = line[i];
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-        if (c != kTilt[i]) return false;
-    }
-    return true;
-}
-
 std::string_view trimSpaces(std::string_view text) {
     while (!text.empty() && text.front() == ' ')
         text.remove_prefix(1);
@@ -147,6 +136,17 @@ bool isAngleCount(float value) {
 }
 
 }  // namespace
+
+bool startsWithTilt(std::string_view line) {
+    if (line.size() < 4) return false;
+    constexpr std::string_view kTilt = "TILT";
+    for (std::size_t i = 0; i < 4; ++i) {
+        char c = line[i];
+        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+        if (c != kTilt[i]) return false;
+    }
+    return true;
+}
 
 std::string normaliseLineEnds(std::string_view text) {
     std::string out;

@@ -188,6 +188,9 @@ struct ReaderHooks {
 // systems often end their lines with LF only, while the reader ends header lines at CR.
 std::string normaliseLineEnds(std::string_view text);
 
+// A line that begins with "TILT", in any case.
+bool startsWithTilt(std::string_view line);
+
 // The outcome of a parse; any value other than kParseClean means the text is not a valid file.
 enum ReaderStatus : std::int16_t {
     kParseClean = 0,

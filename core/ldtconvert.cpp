@@ -12,6 +12,7 @@
 #include "core/editorstate.h"
 #include "core/ldtreader.h"
 #include "core/ldtwriter.h"
+#include "core/numforms.h"
 #include "core/shapes.h"
 
 namespace kandor {
@@ -45,16 +46,6 @@ std::string numberList(const Values& values) {
 }
 std::string numberList(std::initializer_list<double> values) {
     return numberList<std::initializer_list<double>>(values);
-}
-
-// The decimal a 32-bit float was written from: its shortest text read as a double, so that
-// 0.12f gives 0.12 and not 0.119999997.
-double fromSingle(float value) {
-    char buffer[32];
-    const auto res = std::to_chars(buffer, buffer + sizeof buffer, value);
-    double back = 0;
-    std::from_chars(buffer, res.ptr, back);
-    return back;
 }
 
 // An angle without the noise that subtracting from 180 or 360 leaves, in [0, 360).
@@ -676,7 +667,7 @@ IesToLdtResult iesToLdt(const IesRecord& ies, const LdtRecord* original,
     if (d.ballastFactor != 1)
         findings.push_back(
             {code::kBallastLost, 0, kLdtRepaired,
-             concat({msg::kBallastLost, ldtNumberText(fromSingle(d.ballastFactor))})});
+             concat({msg::kBallastLost, ldtNumberText(shortestDecimal(d.ballastFactor))})});
     if (!ies.OptionalData.empty())
         findings.push_back({code::kOptionalLost, 0, kLdtRepaired, std::string(msg::kOptionalLost)});
 
@@ -686,7 +677,7 @@ IesToLdtResult iesToLdt(const IesRecord& ies, const LdtRecord* original,
     // The range of the horizontal angles decides the symmetry.
     std::vector<double> hor(static_cast<std::size_t>(numH));
     for (int h = 1; h <= numH; ++h)
-        hor[static_cast<std::size_t>(h - 1)] = fromSingle(ies.HorAngles(h));
+        hor[static_cast<std::size_t>(h - 1)] = shortestDecimal(ies.HorAngles(h));
     for (std::size_t k = 1; k < hor.size(); ++k)
         if (hor[k] <= hor[k - 1]) return refuse(code::kBadAngles, std::string(msg::kBadAngles));
     std::optional<Range> range;
@@ -796,13 +787,13 @@ IesToLdtResult iesToLdt(const IesRecord& ies, const LdtRecord* original,
     std::vector<double> padded = carried.padded;
     if (original != nullptr)
         for (int v : {1, numV}) {
-            const double g = fromSingle(ies.VertAngles(v));
+            const double g = shortestDecimal(ies.VertAngles(v));
             if (std::none_of(original->gammaAngles.begin(), original->gammaAngles.end(),
                              [&](double x) { return sameAngle(x, g); }))
                 padded.push_back(g);
         }
     const auto dropRow = [&](int v) {
-        const double g = fromSingle(ies.VertAngles(v));
+        const double g = shortestDecimal(ies.VertAngles(v));
         if (std::none_of(padded.begin(), padded.end(), [&](double p) { return sameAngle(p, g); }))
             return false;
         for (int h = 1; h <= numH; ++h)
@@ -814,7 +805,7 @@ IesToLdtResult iesToLdt(const IesRecord& ies, const LdtRecord* original,
     if (lastV > firstV && dropRow(lastV)) --lastV;
     std::vector<double> gamma;
     for (int v = firstV; v <= lastV; ++v)
-        gamma.push_back(fromSingle(ies.VertAngles(v)));
+        gamma.push_back(shortestDecimal(ies.VertAngles(v)));
 
     out.isym = isym;
     out.mc = mc;
@@ -836,7 +827,7 @@ IesToLdtResult iesToLdt(const IesRecord& ies, const LdtRecord* original,
     const bool absolute = d.lumensPerLamp < 0;
     LdtLampSet set1 = carried.sets.empty() ? LdtLampSet{} : carried.sets.front();
     const bool carriedAbsolute = carried.set1Known && set1.numLamps < 0;
-    double multiplier = fromSingle(d.multiplier);
+    double multiplier = shortestDecimal(d.multiplier);
     const auto storedValue = [&](int j, int v) {
         return ies.Candela(sources[static_cast<std::size_t>(j)], v);
     };
@@ -850,21 +841,20 @@ IesToLdtResult iesToLdt(const IesRecord& ies, const LdtRecord* original,
         if (carriedAbsolute && set1.flux > 0) {
             flux = set1.flux;
         } else {
-            LdtRecord candela = out;  // the table in candela, for its flux
-            for (double& value : candela.intensities)
-                value *= multiplier;
-            flux = roundSignificant(ldtFlux(candela).total, 6);
+            // Flux is linear in the intensities: the table's in candela is its own times the
+            // multiplier.
+            flux = roundSignificant(ldtFlux(out).total * multiplier, 6);
         }
     } else {
         set1.numLamps = d.numLamps;
-        const double lmpFlux = d.numLamps * fromSingle(d.lumensPerLamp);
+        const double lmpFlux = d.numLamps * shortestDecimal(d.lumensPerLamp);
         flux = carried.set1Known && sameValue(set1.flux, lmpFlux, 1e-6)
                    ? set1.flux
                    : roundSignificant(lmpFlux, 7);
     }
     set1.flux = flux;
     set1.type = lamp.value_or("");
-    set1.watts = fromSingle(d.inputWatts);
+    set1.watts = shortestDecimal(d.inputWatts);
     // cd/klm = candela x multiplier x 1000 / flux; exactly the candela values when the
     // multiplier is the flux in klm, as it is for a record converted from EULUMDAT.
     const double scale = flux > 0 ? multiplier * 1000 / flux : multiplier;
@@ -882,9 +872,9 @@ IesToLdtResult iesToLdt(const IesRecord& ies, const LdtRecord* original,
                              ? kRevision2002
                              : revisionFromKeyword(formatLine);
     const std::int16_t shape = shapeFromDims(revision, storedDims(d));
-    const double w = std::fabs(fromSingle(d.width)) * toMm;
-    const double l = std::fabs(fromSingle(d.length)) * toMm;
-    const double hgt = std::fabs(fromSingle(d.height)) * toMm;
+    const double w = std::fabs(shortestDecimal(d.width)) * toMm;
+    const double l = std::fabs(shortestDecimal(d.length)) * toMm;
+    const double hgt = std::fabs(shortestDecimal(d.height)) * toMm;
     LuminousArea area;
     if (shape == 2 || shape == 3 || shape == 5) {
         // Round: a circle, a vertical cylinder, and a sphere as the cylinder around it.

@@ -506,12 +506,7 @@ bool hasTiltLine(std::string_view text) {
     LineCursor lines(text);
     std::string_view line;
     for (int n = 1; n <= 2000 && lines.next(line); ++n) {
-        const std::string_view t = trimBlanks(line);
-        if (t.size() < 4) continue;
-        std::string head(t.substr(0, 4));
-        for (char& c : head)
-            if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-        if (head == "TILT") return true;
+        if (startsWithTilt(trimBlanks(line))) return true;
     }
     return false;
 }

@@ -386,6 +386,14 @@ float toSingle(double value) {
     return static_cast<float>(value);
 }
 
+double shortestDecimal(float value) {
+    char buffer[32];
+    const char* end = std::to_chars(buffer, buffer + sizeof buffer, value).ptr;
+    double back = 0;
+    std::from_chars(buffer, end, back);
+    return back;
+}
+
 double toDouble(std::string_view text) {
     if (!isNumeric(text)) raiseFault(fault::kTypeMismatch);
     return readLenient(text);

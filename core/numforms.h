@@ -49,6 +49,11 @@ std::int16_t toInt16(double value);
 std::int32_t toInt32(double value);
 float toSingle(double value);
 
+// The decimal a 32-bit float was typed or read as: its shortest text read as a double, so that
+// 0.12f gives 0.12 and not 0.119999997. Sums and differences of such decimals give back the
+// same floats, so that turning planes four times ends exactly where it began.
+double shortestDecimal(float value);
+
 // Strict conversions of text: a text that fails the numeric test raises fault 13 (type
 // mismatch); a value out of range raises fault 6.
 double toDouble(std::string_view text);

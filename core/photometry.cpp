@@ -318,6 +318,8 @@ void typeCFigures(const Table& t, double multiplier, Photometry& f) {
     const TablePass pass = passOver(t, rowWeights);
     f.peak.set(PeakIntensity{pass.peak * multiplier, t.horz(pass.peakH), t.vert(pass.peakV)});
 
+    // Flux and beams need the same: a usable vertical range, planes round the circle, and more
+    // than one vertical angle.
     std::string_view fluxProblem = vertProblem;
     if (fluxProblem.empty() && planes.empty()) fluxProblem = why::kIncompletePlanes;
     if (fluxProblem.empty() && t.numVert() == 1) fluxProblem = why::kOneVert;
@@ -363,9 +365,7 @@ void typeCFigures(const Table& t, double multiplier, Photometry& f) {
         }
     }
 
-    std::string_view beamProblem = vertProblem;
-    if (beamProblem.empty() && planes.empty()) beamProblem = why::kIncompletePlanes;
-    if (beamProblem.empty() && t.numVert() == 1) beamProblem = why::kOneVert;
+    const std::string_view beamProblem = fluxProblem;
     for (std::size_t p = 0; p < f.pairs.size(); ++p)
         f.pairs[p] = beamProblem.empty() ? pairFigures(t, planes, 90.0 * p, multiplier)
                                          : absentPair(beamProblem);
@@ -622,14 +622,6 @@ PhotometryInput photometryInput(const EditorState& form) {
 
 Figure<double> totalFlux(const IesRecord& record) {
     return computePhotometry(photometryInput(record)).totalFlux;
-}
-
-std::vector<double> typeCPlane(const PhotometryInput& input, double c) {
-    const Table t(input);
-    const std::vector<Plane> planes = expandPlanes(t);
-    if (t.empty() || planes.empty()) return {};
-    c = std::fmod(c, 360.0);
-    return planeValues(t, planes, c < 0 ? c + 360 : c, input.multiplier);
 }
 
 // ---- Shown ----

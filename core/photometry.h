@@ -138,11 +138,6 @@ double lampCountValue(std::string_view text);
 // The total luminous flux of a record in lumens, or why there is none.
 Figure<double> totalFlux(const IesRecord& record);
 
-// The intensities of one Type C plane at every vertical angle in ascending order, as the figures
-// see it: a plane the data do not hold is mirrored or interpolated from its neighbours after
-// expansion. Empty when the horizontal angles do not cover the circle.
-std::vector<double> typeCPlane(const PhotometryInput& input, double c);
-
 // ---- How the figures are shown (the panel and kandor-lint --summary) ----
 
 // Four significant digits without an exponent: 3254.7 gives "3255", 0.012345 "0.01235".

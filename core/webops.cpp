@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <numeric>
 #include <span>
@@ -24,22 +23,11 @@ constexpr double kSameAngle = 1e-4;  // degrees: angles closer than this are one
 
 // ---- Numbers ----
 
-// A float angle as the decimal it was typed or read as ("22.5", "0.1"). Sums and differences
-// of such decimals give back the same floats, so that turning planes four times, or inserting
-// and removing an angle, ends exactly where it began.
-double decimal(float angle) {
-    char buffer[32];
-    const char* end = std::to_chars(buffer, buffer + sizeof buffer, angle).ptr;
-    double value = 0;
-    std::from_chars(buffer, end, value);
-    return value;
-}
-
 std::vector<double> decimals(const OneBased<float>& angles) {
     std::vector<double> out;
     out.reserve(angles.values().size());
     for (float a : angles)
-        out.push_back(decimal(a));
+        out.push_back(shortestDecimal(a));
     return out;
 }
 
@@ -591,7 +579,7 @@ WebResult removeAngle(const Web& web, Axis axis, int index) {
 AngleAt angleIndex(const Web& web, Axis axis, double angle) {
     const auto& angles = (axis == Axis::kVertical ? web.vertAngles : web.horAngles).values();
     for (std::size_t i = 0; i < angles.size(); ++i)
-        if (std::fabs(decimal(angles[i]) - angle) <= kSameAngle)
+        if (std::fabs(shortestDecimal(angles[i]) - angle) <= kSameAngle)
             return {static_cast<int>(i) + 1, {}};
     return {std::nullopt,
             "There is no " + std::string(axisName(axis)) + " angle of " + shown(angle) + "."};
