@@ -466,7 +466,6 @@ LuminousShapeView luminousShapeView(std::int16_t shapeIndex, int revisionIndex) 
     view.message = choice.message;
     view.shapeIndex = choice.shapeIndex;
     view.fields = shapeFieldsView(choice.shapeIndex);
-    view.sketch = shapeSketch(choice.shapeIndex);
     return view;
 }
 

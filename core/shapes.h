@@ -191,13 +191,12 @@ std::vector<SketchPrimitive> shapeSketch(int shapeIndex, const SketchDimensions&
 
 // Everything gsbShowLuminousShape does to the lamp tab for a chosen shape, in order: show
 // `message` in an OK-only box when it is not empty, apply `fields` when present (writing
-// kDisabledFieldText into each disabled text box), then paint `sketch`. `shapeIndex` is the
-// index the display continued with.
+// kDisabledFieldText into each disabled text box), then sketch the shape `shapeIndex`, the
+// index the display continued with, in the proportions of the entered sizes.
 struct LuminousShapeView {
     std::string_view message;
     std::int16_t shapeIndex = 0;
     std::optional<ShapeFieldsView> fields;
-    std::vector<SketchPrimitive> sketch;
 };
 
 // The view of a shape chosen in lmpCmbShape under the revision in force.

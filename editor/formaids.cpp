@@ -19,6 +19,8 @@
 #include <QTableView>
 #include <QTextBlock>
 #include <QToolButton>
+#include <algorithm>
+#include <array>
 
 #include <cstdio>
 
@@ -349,12 +351,20 @@ void frmEdit::watchEdits() {
         if (!startupFlag_ && !busyFlag_) markRequiredKeywords();
     });
 
+    // Choices of view and the angle fields beside the grids never reach the record: no
+    // comparison of the whole record for them.
+    const std::array<const QObject*, 6> viewOnly = {cdaCmbPlanes,    cdaCmbUnit,  phoTxtVertAngle,
+                                                    phoTxtHorzAngle, rdoOriginal, rdoCopy};
+    const auto reachesRecord = [&viewOnly](const QObject* w) {
+        return std::find(viewOnly.begin(), viewOnly.end(), w) == viewOnly.end();
+    };
     for (QLineEdit* edit : findChildren<QLineEdit*>())
-        connect(edit, &QLineEdit::textChanged, this, edited);
+        if (reachesRecord(edit)) connect(edit, &QLineEdit::textChanged, this, edited);
     for (QComboBox* combo : findChildren<QComboBox*>())
-        connect(combo, &QComboBox::currentIndexChanged, this, edited);
+        if (reachesRecord(combo)) connect(combo, &QComboBox::currentIndexChanged, this, edited);
     for (QAbstractButton* box : findChildren<QAbstractButton*>())
-        if (box->isCheckable()) connect(box, &QAbstractButton::toggled, this, edited);
+        if (box->isCheckable() && reachesRecord(box))
+            connect(box, &QAbstractButton::toggled, this, edited);
     connect(keyRtb, &QTextEdit::textChanged, this, edited);
     for (QTableView* view : findChildren<QTableView*>()) {
         if (!view->model()) continue;

@@ -395,7 +395,7 @@ class frmEdit final : public QDialog, public EditorForm {
     QLineEdit* lmpTxtNumAngles = nullptr;
     QTableView* lmpGridTiltMultiplier = nullptr;
     TiltModel* tiltModel_ = nullptr;
-    bool lampRedrewPlot_ = false;  // the lamp-change routine has redrawn the plot already
+    int plotDraws_ = 0;  // redraws so far: a handler redraws only when nothing it ran did
 
     // Photometric tab
     QLabel* Label4 = nullptr;

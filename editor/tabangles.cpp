@@ -359,13 +359,10 @@ bool frmEdit::phoCmdRemove_Click(bool vertical) {
 
 void frmEdit::phoCmdReshape_Click() {
     if (!state_.dataShown) return;
-    WebResult current = webOf(state_);
-    if (!current) {
-        ctx_.prompter.tell(current.refusal);
-        return;
-    }
+    std::optional<Web> current = webOrTell(state_, ctx_.prompter);
+    if (!current) return;
     if (!reshape_) reshape_ = new dlgReshape(this);
-    reshape_->setWeb(std::move(*current.web));
+    reshape_->setWeb(std::move(*current));
     // The flux is the one the candela tab shows: with the multiplier as typed.
     reshape_->setMultiplier(lampFieldValue(txtMultiplier->text().toStdString()));
     if (reshape_->exec() != QDialog::Accepted || !reshape_->outcome()) return;

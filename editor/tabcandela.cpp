@@ -198,10 +198,14 @@ QWidget* frmEdit::buildCandelaTab() {
     unitLabel->setBuddy(cdaCmbUnit);
     for (QComboBox* combo : {cdaCmbPlanes, cdaCmbUnit})
         connect(combo, &QComboBox::currentIndexChanged, this, [this] { redrawPlot(); });
-    // The figures follow the lamp data as typed, as the plot follows the multiplier.
-    for (QLineEdit* lamp : {txtNumLamps, txtLumPerLamp, txtWatt, txtBallast})
-        if (lamp) connect(lamp, &QLineEdit::textChanged, this, [this] { redrawPlot(); });
-    if (tltChkTilt) connect(tltChkTilt, &QCheckBox::toggled, this, [this] { redrawPlot(); });
+    // The figures and the caption follow the lamp data as typed (the lamp count and lumens
+    // redraw through their own handlers); a fill redraws once when it ends.
+    const auto follow = [this] {
+        if (!busyFlag_) redrawPlot();
+    };
+    for (QLineEdit* lamp : {txtWatt, txtBallast})
+        if (lamp) connect(lamp, &QLineEdit::textChanged, this, follow);
+    if (tltChkTilt) connect(tltChkTilt, &QCheckBox::toggled, this, follow);
 
     cdaFraPhotometry = new PhotometryPanel;
 
@@ -259,6 +263,7 @@ void frmEdit::showCandela() {
 }
 
 bool frmEdit::redrawPlot() {
+    ++plotDraws_;
     // The figures from the working arrays and the lamp fields as typed, saved or not.
     PhotometryInput figuresInput = photometryInput(state_);
     const auto typed = [](const QLineEdit* edit, double& value, auto read) {

@@ -265,19 +265,30 @@ QWidget* frmEdit::buildLampTab() {
     for (QLineEdit* edit : {txtNumLamps, txtLumPerLamp, txtMultiplier, txtWatt, txtBallast,
                             txtWidth, txtLength, txtHeight})
         edit->installEventFilter(selectAll);
-    connect(txtNumLamps, &QLineEdit::textChanged, this, [this] { txtNumLamps_Change(); });
-    connect(txtLumPerLamp, &QLineEdit::textChanged, this, [this] { txtLumPerLamp_Change(); });
+    // The figures follow the lamps and lumens as typed; the lamp-change routine has often
+    // redrawn already, through the multiplier it wrote or the values it rescaled.
+    connect(txtNumLamps, &QLineEdit::textChanged, this, [this] {
+        const int drawn = plotDraws_;
+        txtNumLamps_Change();
+        if (!busyFlag_ && plotDraws_ == drawn) redrawPlot();
+    });
+    connect(txtLumPerLamp, &QLineEdit::textChanged, this, [this] {
+        const int drawn = plotDraws_;
+        txtLumPerLamp_Change();
+        if (!busyFlag_ && plotDraws_ == drawn) redrawPlot();
+    });
     connect(txtMultiplier, &QLineEdit::textChanged, this, [this] {
-        lampRedrewPlot_ = false;
+        const int drawn = plotDraws_;
         txtMultiplier_Change();
         // The plot shows the values times the multiplier shown, whatever the setting did.
-        if (!lampRedrewPlot_) redrawPlot();
+        if (plotDraws_ == drawn) redrawPlot();
     });
     connect(tltChkTilt, &QCheckBox::toggled, this, [this] { tltChkTilt_Click(); });
     const auto resketch = [this] {
-        const int shape = luminousShapeView(static_cast<std::int16_t>(lmpCmbShape->currentIndex()),
-                                            lmpCmbVersion->currentIndex())
-                              .shapeIndex;
+        const int shape =
+            checkShapeForRevision(static_cast<std::int16_t>(lmpCmbShape->currentIndex()),
+                                  lmpCmbVersion->currentIndex())
+                .shapeIndex;
         sketchOpening(lmpPicHousing, shape, txtWidth, txtLength, txtHeight, rdoFeet->isChecked());
     };
     for (QLineEdit* size : {txtWidth, txtLength, txtHeight})
@@ -393,10 +404,7 @@ void frmEdit::msbLampChanged(bool multiplierEdited) {
         state_.maxCandela =
             change.faultMessage.empty() ? change.maxCandela : maxCandelaOf(state_.candela);
         refreshCandela();
-        if (change.faultMessage.empty()) {
-            lampRedrewPlot_ = true;
-            if (!redrawPlot()) return;
-        }
+        if (change.faultMessage.empty() && !redrawPlot()) return;
     }
     if (!change.faultMessage.empty()) ctx_.prompter.tell(change.faultMessage);
 }
