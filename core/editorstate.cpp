@@ -1,4 +1,5 @@
 #include "core/editorstate.h"
+#include "core/keywords.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,13 +18,6 @@ bool reversedVertical(std::int16_t photometricType) {
     // The editor shows every type but C highest angle first; SaveData and the validation use
     // the same test, so a Type A record goes back the way it came.
     return photometricType != 1;
-}
-
-std::string upperAscii(std::string_view text) {
-    std::string out(text);
-    for (char& c : out)
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-    return out;
 }
 
 // The lines of the keyword text, split at CRLF, without the empty ones.

@@ -29,10 +29,15 @@ bool CheckKeyword(std::string_view line, std::string_view lastComposedText) {
     return false;
 }
 
-std::int16_t ClassifyKeyword(std::string_view line) {
-    std::string upper(line);
-    for (char& c : upper)
+std::string upperAscii(std::string_view text) {
+    std::string out(text);
+    for (char& c : out)
         if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    return out;
+}
+
+std::int16_t ClassifyKeyword(std::string_view line) {
+    const std::string upper = upperAscii(line);
     if (upper.starts_with("[_")) return kUserDefined;
     if (upper.starts_with("IESNA")) return kRevisionLine;
     for (std::string_view word : kKeywordCatalogue)

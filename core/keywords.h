@@ -47,6 +47,9 @@ std::int32_t keywordClassColor(std::int16_t keywordClass);
 // invalid ones.
 bool CheckKeyword(std::string_view line, std::string_view lastComposedText);
 
+// ASCII upper case: keyword and command comparisons must not depend on the user's locale.
+std::string upperAscii(std::string_view text);
+
 // The class of a line, judged on its upper-cased text: "[_" user defined, "IESNA" revision
 // line, any catalogue word anywhere IESNA defined, else invalid. The looseness (a word
 // anywhere, brackets not needed) is how lines have always been classed.

@@ -17,6 +17,7 @@
 #include <QWidget>
 
 #include "core/iesreader.h"
+#include "core/keywords.h"
 #include "core/ldtconvert.h"
 #include "core/ldtreader.h"
 #include "core/numforms.h"
@@ -40,13 +41,6 @@ constexpr double kTwipsPerInch = 1440;
 // edit, or the editor opening a file itself).
 void say(const std::string& text) {
     std::fprintf(stderr, "%s: %s\n", program_invocation_short_name, text.c_str());
-}
-
-std::string upperAscii(std::string_view text) {
-    std::string out(text);
-    for (char& c : out)
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-    return out;
 }
 
 // The writer's fault boxes while composing a file's text go to the terminal; a text that could
@@ -406,7 +400,9 @@ int runEdit(const EditOptions& options) {
         return status;
     };
 
-    fileio::ReadResult read = fileio::readForEditing(options.file);
+    const fileio::ReadResult own =
+        options.read ? fileio::ReadResult{} : fileio::readForEditing(options.file);
+    const fileio::ReadResult& read = options.read ? *options.read : own;
     if (!read.ok) return refuse(read.error, kExitNoInput);
     const std::string text = normaliseLineEnds(read.bytes);
 

@@ -62,8 +62,6 @@ class EditedFile {
     // Saves it as Copy_FILE beside the file; an existing copy is kept as its own .bak once.
     bool saveCopy(const IesRecord& record);
 
-    const std::filesystem::path& file() const { return file_; }
-    bool lfOnly() const { return lfOnly_; }
     int saves() const { return saves_; }
 
   private:
@@ -97,6 +95,9 @@ struct EditOptions {
     Prompter* prompter = nullptr;
     // Refusals before the editor opens also as a box, for a launch without a terminal.
     bool startErrorsInBox = false;
+    // The file as the caller already read it (checking it before looking for a display), so
+    // that it is not read twice; empty: read here.
+    std::optional<fileio::ReadResult> read;
 };
 
 // What the reader said of a file, as the editor shows it when the file opens.

@@ -10,20 +10,13 @@ namespace kandor::fileio {
 
 namespace {
 
-std::string upperAscii(std::string_view text) {
-    std::string out(text);
-    for (char& c : out)
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-    return out;
-}
-
 // The offset just past the TILT line, or npos when the text has none.
 std::size_t afterTiltLine(std::string_view text) {
     std::size_t lineStart = 0;
     while (lineStart < text.size()) {
         std::size_t end = text.find('\n', lineStart);
         if (end == std::string_view::npos) end = text.size();
-        if (upperAscii(text.substr(lineStart, std::min<std::size_t>(4, end - lineStart))) == "TILT")
+        if (startsWithTilt(text.substr(lineStart, end - lineStart)))
             return end < text.size() ? end + 1 : end;
         lineStart = end + 1;
     }

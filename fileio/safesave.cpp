@@ -23,10 +23,6 @@ std::string reason(int error) {
     return std::strerror(error);
 }
 
-std::string quoted(const fs::path& path) {
-    return path.string();
-}
-
 fs::path folderOf(const fs::path& file) {
     return file.has_parent_path() ? file.parent_path() : fs::path(".");
 }
@@ -110,22 +106,22 @@ TempFile makeTemp(const fs::path& file, Fd& fd) {
 // Room is reserved before the first byte changes; a failure part way puts `old` back.
 std::string writeInPlace(const fs::path& target, std::string_view bytes, std::string_view old) {
     Fd fd(::open(target.c_str(), O_WRONLY | O_CLOEXEC));
-    if (fd.get() < 0) return quoted(target) + " cannot be written: " + reason(errno) + ".";
+    if (fd.get() < 0) return target.string() + " cannot be written: " + reason(errno) + ".";
     if (::fallocate(fd.get(), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(bytes.size())) != 0 &&
         (errno == ENOSPC || errno == EDQUOT || errno == EFBIG))
-        return quoted(target) + " cannot be written: " + reason(errno) + "; it is unchanged.";
+        return target.string() + " cannot be written: " + reason(errno) + "; it is unchanged.";
     int error = writeAll(fd.get(), bytes, 0);
     if (error == 0 && ::ftruncate(fd.get(), static_cast<off_t>(bytes.size())) != 0) error = errno;
     if (error == 0 && ::fsync(fd.get()) != 0) error = errno;
     if (error == 0) {
-        if (fd.close() != 0) return quoted(target) + " cannot be written: " + reason(errno) + ".";
+        if (fd.close() != 0) return target.string() + " cannot be written: " + reason(errno) + ".";
         return {};
     }
     // The old contents fitted before; put them back.
     const bool restored = writeAll(fd.get(), old, 0) == 0 &&
                           ::ftruncate(fd.get(), static_cast<off_t>(old.size())) == 0 &&
                           ::fsync(fd.get()) == 0;
-    return quoted(target) + " cannot be written: " + reason(error) +
+    return target.string() + " cannot be written: " + reason(error) +
            (restored ? "; its old contents were put back." : "; it may be damaged.");
 }
 
@@ -143,7 +139,7 @@ Replaced replaceWithTemp(const fs::path& target, std::string_view bytes, bool ex
     Fd fd;
     const TempFile temp = makeTemp(target, fd);
     if (temp.path.empty()) {
-        out.error = "no temporary file can be made in " + quoted(folderOf(target)) + ": " +
+        out.error = "no temporary file can be made in " + folderOf(target).string() + ": " +
                     reason(temp.error);
         return out;
     }
@@ -165,7 +161,7 @@ Replaced replaceWithTemp(const fs::path& target, std::string_view bytes, bool ex
         }
         // Keep the group at least, which a member of it may set.
         const bool groupKept = ::fchown(fd.get(), static_cast<uid_t>(-1), info.st_gid) == 0;
-        out.note = "The owner of " + quoted(target) + " could not be kept: it now belongs to " +
+        out.note = "The owner of " + target.string() + " could not be kept: it now belongs to " +
                    userName(::geteuid()) + (groupKept ? "." : ", and its group changed too.");
         // chown may have cleared set-id bits; the mode is set again on the final owner.
         ::fchmod(fd.get(), info.st_mode & 07777);
@@ -208,7 +204,7 @@ std::string writeBackup(const fs::path& backup, std::string_view bytes, const st
         if (error.empty()) return {};
         return error;
     }
-    return quoted(backup) + ": " + replaced.error;
+    return backup.string() + ": " + replaced.error;
 }
 
 std::string hostName() {
@@ -223,8 +219,7 @@ bool processAlive(long pid) {
     return ::kill(static_cast<pid_t>(pid), 0) == 0 || errno != ESRCH;
 }
 
-}  // namespace
-
+// A 64-bit hash of the bytes (FNV-1a): enough to tell one version of a file from another.
 std::uint64_t contentHash(std::string_view bytes) {
     std::uint64_t hash = 1469598103934665603ull;
     for (const char c : bytes) {
@@ -234,32 +229,32 @@ std::uint64_t contentHash(std::string_view bytes) {
     return hash;
 }
 
+}  // namespace
+
 ReadResult readForEditing(const fs::path& file, std::uintmax_t limit) {
     ReadResult out;
     // Non-blocking, so that opening a pipe does not wait for a writer that never comes.
     Fd fd(::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     if (fd.get() < 0) {
-        out.error = "cannot open " + quoted(file) + ": " + reason(errno) + ".";
+        out.error = "cannot open " + file.string() + ": " + reason(errno) + ".";
         return out;
     }
     struct stat info;
     if (::fstat(fd.get(), &info) != 0) {
-        out.error = "cannot read " + quoted(file) + ": " + reason(errno) + ".";
+        out.error = "cannot read " + file.string() + ": " + reason(errno) + ".";
         return out;
     }
     if (S_ISDIR(info.st_mode)) {
-        out.notRegular = true;
-        out.error = quoted(file) + " is a folder, not a photometric file.";
+        out.error = file.string() + " is a folder, not a photometric file.";
         return out;
     }
     if (!S_ISREG(info.st_mode)) {
-        out.notRegular = true;
-        out.error = quoted(file) +
+        out.error = file.string() +
                     " is not a regular file (a device, pipe or socket); KandorPE opens files only.";
         return out;
     }
     if (static_cast<std::uintmax_t>(info.st_size) > limit) {
-        out.error = quoted(file) + " is " + std::to_string(info.st_size / (1024 * 1024)) +
+        out.error = file.string() + " is " + std::to_string(info.st_size / (1024 * 1024)) +
                     " MB, larger than any photometric file (at most " +
                     std::to_string(limit / (1024 * 1024)) + " MB); it was not read.";
         return out;
@@ -277,7 +272,7 @@ ReadResult readForEditing(const fs::path& file, std::uintmax_t limit) {
         const ssize_t n = ::read(fd.get(), out.bytes.data() + done, out.bytes.size() - done);
         if (n < 0) {
             if (errno == EINTR) continue;
-            out.error = "cannot read " + quoted(file) + ": " + reason(errno) + ".";
+            out.error = "cannot read " + file.string() + ": " + reason(errno) + ".";
             out.bytes.clear();
             return out;
         }
@@ -286,7 +281,7 @@ ReadResult readForEditing(const fs::path& file, std::uintmax_t limit) {
     }
     out.bytes.resize(done);
     if (done > limit) {
-        out.error = quoted(file) + " grew beyond " + std::to_string(limit / (1024 * 1024)) +
+        out.error = file.string() + " grew beyond " + std::to_string(limit / (1024 * 1024)) +
                     " MB while it was read; it was not read.";
         out.bytes.clear();
         return out;
@@ -308,6 +303,10 @@ DiskState compareWithDisk(const fs::path& file, const FileSnapshot& read) {
                                                                             : DiskState::Changed;
 }
 
+namespace {
+
+// The path a symbolic link leads to in the end (the path itself when it is none). Dangling
+// links resolve to the missing target, so saving creates the file the link names.
 fs::path resolveLinks(const fs::path& file) {
     fs::path path = file;
     for (int hops = 0; hops < 40; ++hops) {
@@ -320,13 +319,14 @@ fs::path resolveLinks(const fs::path& file) {
     return path;
 }
 
+}  // namespace
+
 SaveOutcome saveFile(const SaveRequest& request, const SaveConfirm& confirm) {
     // A process limit on file sizes must give a write error here, not end the program.
     ::signal(SIGXFSZ, SIG_IGN);
     SaveOutcome out;
     const fs::path target = resolveLinks(request.file);
-    out.target = target;
-    const std::string name = quoted(request.file);
+    const std::string name = request.file.string();
     auto failed = [&](const std::string& why) {
         out.result = SaveOutcome::Result::Failed;
         out.error = name + " could not be saved: " + why;
@@ -425,7 +425,7 @@ EditLock::EditLock(const fs::path& file) : lockPath_(lockPathFor(file)) {
                 return;
             }
             ::unlink(lockPath_.c_str());
-            holder_ = "the lock " + quoted(lockPath_) + " cannot be written";
+            holder_ = "the lock " + lockPath_.string() + " cannot be written";
             return;
         }
         if (errno != EEXIST) {
@@ -445,7 +445,7 @@ EditLock::EditLock(const fs::path& file) : lockPath_(lockPathFor(file)) {
         holder_ = "process " + std::to_string(pid) + (host.empty() ? "" : " on " + host);
         return;
     }
-    holder_ = "the lock " + quoted(lockPath_) + " keeps coming back";
+    holder_ = "the lock " + lockPath_.string() + " keeps coming back";
 }
 
 EditLock::~EditLock() {
@@ -473,14 +473,14 @@ bool writeNewFile(const fs::path& path, std::string_view bytes, std::string& err
     ::signal(SIGXFSZ, SIG_IGN);
     Fd fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, newFileMode()));
     if (fd.get() < 0) {
-        error = "cannot create " + quoted(path) + ": " + reason(errno);
+        error = "cannot create " + path.string() + ": " + reason(errno);
         return false;
     }
     int failure = writeAll(fd.get(), bytes, 0);
     if (failure == 0 && ::fsync(fd.get()) != 0) failure = errno;
     if (failure == 0 && fd.close() != 0) failure = errno;
     if (failure != 0) {
-        error = "cannot write " + quoted(path) + ": " + reason(failure);
+        error = "cannot write " + path.string() + ": " + reason(failure);
         ::unlink(path.c_str());
         return false;
     }

@@ -25,15 +25,11 @@ struct FileSnapshot {
     std::uint64_t hash = 0;
 };
 
-// A 64-bit hash of the bytes (FNV-1a): enough to tell one version of a file from another.
-std::uint64_t contentHash(std::string_view bytes);
-
 struct ReadResult {
     bool ok = false;
     std::string bytes;
     FileSnapshot snapshot;
-    std::string error;        // why not, naming the file and the system's reason
-    bool notRegular = false;  // a directory, device or pipe: refused before anything was read
+    std::string error;  // why not, naming the file and the system's reason
 };
 
 // Reads a regular file whole. Directories, devices and pipes are refused without blocking on
@@ -68,9 +64,8 @@ struct SaveOutcome {
     std::string error;               // Failed: what went wrong, naming the file
     std::vector<std::string> notes;  // Saved, but something the user should know
     bool backupMade = false;
-    bool inPlace = false;          // written into the existing file rather than replacing it
-    std::filesystem::path target;  // the file really written (a link's target)
-    FileSnapshot written;          // what the file holds now
+    bool inPlace = false;  // written into the existing file rather than replacing it
+    FileSnapshot written;  // what the file holds now
 
     bool saved() const { return result == Result::Saved; }
 };
@@ -84,10 +79,6 @@ struct SaveOutcome {
 //  - a symbolic link stays a link: its target is written;
 //  - a read-only file is only replaced after `confirm` agreed.
 SaveOutcome saveFile(const SaveRequest& request, const SaveConfirm& confirm);
-
-// The path a symbolic link leads to in the end (the path itself when it is none). Dangling
-// links resolve to the missing target, so saving creates the file the link names.
-std::filesystem::path resolveLinks(const std::filesystem::path& file);
 
 // A lock beside a file, saying "being edited" to other KandorPE programs. It is removed when
 // this object goes, and a lock whose process is gone is taken over.
@@ -107,7 +98,6 @@ class EditLock {
     State state() const noexcept { return state_; }
     // "process 1234 on host" for HeldByOther; the reason for Unavailable.
     const std::string& holder() const noexcept { return holder_; }
-    const std::filesystem::path& lockPath() const noexcept { return lockPath_; }
 
     static std::filesystem::path lockPathFor(const std::filesystem::path& file);
 

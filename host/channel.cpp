@@ -9,6 +9,7 @@
 #include <QEventLoop>
 #include <QThread>
 
+#include "core/keywords.h"
 #include "core/numforms.h"
 #include "core/runtimefault.h"
 
@@ -25,14 +26,6 @@ std::string_view trimBlanks(std::string_view text) {
     if (first == std::string_view::npos) return {};
     const auto last = text.find_last_not_of(kBlanks);
     return text.substr(first, last - first + 1);
-}
-
-// ASCII only: the comparison must not depend on the user's locale.
-std::string upperAscii(std::string_view text) {
-    std::string out(text);
-    for (char& c : out)
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-    return out;
 }
 
 bool onGuiThread() {

@@ -19,6 +19,7 @@
 #include "core/editorstate.h"
 #include "core/iesreader.h"
 #include "core/iesrecord.h"
+#include "core/keywords.h"
 #include "core/ldtconvert.h"
 #include "core/ldtreader.h"
 #include "core/ldtwriter.h"
@@ -110,7 +111,7 @@ constexpr std::string_view kHelp =
     "Exit status: 0 when every file was written, 1 when some were skipped, 2 for wrong usage\n"
     "(nothing is written then).\n";
 
-enum class Format { Ies, Ldt };
+using Format = kandor::PhotometricFormat;
 
 struct Options {
     std::optional<Format> to;
@@ -120,8 +121,7 @@ struct Options {
     std::vector<std::string> keywords;  // whole lines, "[KEY] value"
     std::vector<std::string> removeKeywords;
     std::optional<kandor::Symmetry> symmetry;  // kNone expands
-    bool resample = false;
-    std::optional<double> vertStep, horzStep;
+    std::optional<double> vertStep, horzStep;  // --resample: at least one
     bool equalNadir = false;
     std::optional<int> revision;  // the revision index: 2 for 1995, 3 for 2002
     std::optional<bool> lfOnly;
@@ -131,9 +131,10 @@ struct Options {
     bool dryRun = false;
     std::vector<fs::path> files;
 
+    bool resample() const { return vertStep || horzStep; }
     bool changesRecord() const {
         return lamps || lumensPerLamp || watts || multiplier || scale || !keywords.empty() ||
-               !removeKeywords.empty() || symmetry || resample || equalNadir || revision;
+               !removeKeywords.empty() || symmetry || resample() || equalNadir || revision;
     }
 };
 
@@ -161,19 +162,12 @@ class KeepingPrompter final : public kandor::Prompter {
     std::string said;
 };
 
-std::string upperAscii(std::string_view text) {
-    std::string out(text);
-    for (char& c : out)
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-    return out;
-}
-
 // The key of a keyword line ("[TEST] 12" gives "TEST"), upper case; empty for other lines.
 std::string keyOf(std::string_view line) {
     if (!line.starts_with('[')) return {};
     const std::size_t close = line.find(']');
     if (close == std::string_view::npos || close < 2) return {};
-    return upperAscii(line.substr(1, close - 1));
+    return kandor::upperAscii(line.substr(1, close - 1));
 }
 
 // ---- the command line ----
@@ -229,7 +223,7 @@ Options parseArgs(int argc, char** argv, bool& done) {
         if (arg == "--to") {
             const std::string v = value();
             if (v != "ies" && v != "ldt") throw UsageError{"--to takes ies or ldt, not " + v};
-            o.to = v == "ies" ? Format::Ies : Format::Ldt;
+            o.to = v == "ies" ? Format::Lm63 : Format::Eulumdat;
         } else if (arg == "--lamps") {
             const std::string v = value();
             const double n = numberArg(arg, v);
@@ -296,7 +290,6 @@ Options parseArgs(int argc, char** argv, bool& done) {
             if ((!o.vertStep && !o.horzStep) || o.vertStep.value_or(1) <= 0 ||
                 o.horzStep.value_or(1) <= 0)
                 throw UsageError{"--resample takes steps above 0, not " + v};
-            o.resample = true;
         } else if (arg == "--equal-nadir") {
             o.equalNadir = true;
         } else if (arg == "--revision") {
@@ -333,11 +326,10 @@ Options parseArgs(int argc, char** argv, bool& done) {
 // ---- one file ----
 
 struct Loaded {
-    Format format = Format::Ies;
+    Format format = Format::Lm63;
     IesRecord record;
     std::optional<kandor::LdtRecord> original;  // saved back into, for EULUMDAT kept EULUMDAT
     std::vector<std::string> findings;          // "line N: (CODE) MESSAGE"
-    int status = 0;
     bool unusable = false;
     std::string roundingNote;
 };
@@ -355,29 +347,30 @@ void addLdtFindings(const std::vector<kandor::LdtFinding>& from, std::vector<std
 
 Loaded load(const std::string& bytes, const fs::path& file, std::optional<Format> to) {
     Loaded in;
+    int status = 0;
     if (kandor::photometricFormat(bytes, file.filename().string()) ==
         kandor::PhotometricFormat::Eulumdat) {
-        in.format = Format::Ldt;
-        if (to.value_or(Format::Ldt) == Format::Ldt) {
+        in.format = Format::Eulumdat;
+        if (to.value_or(Format::Eulumdat) == Format::Eulumdat) {
             // Kept EULUMDAT: the fields LM-63 cannot hold stay in the original record.
             kandor::LdtDocument doc = kandor::openLdtDocument(bytes);
             addLdtFindings(doc.findings, in.findings);
-            in.status = doc.status;
+            status = doc.status;
             in.record = std::move(doc.record);
             in.original = std::move(doc.original);
         } else {
             // Made LM-63: those fields travel in keywords, so that converting back restores them.
             const kandor::LdtReadResult read = kandor::readLdt(bytes);
             addLdtFindings(read.findings, in.findings);
-            in.status = read.status;
+            status = read.status;
             if (read.status != kandor::kLdtUnusable) {
                 kandor::LdtToIesResult converted = kandor::ldtToIes(read.record, {false, true});
                 addLdtFindings(converted.findings, in.findings);
-                in.status = std::max(in.status, converted.status);
+                status = std::max(status, converted.status);
                 in.record = std::move(converted.record);
             }
         }
-        in.unusable = in.status == kandor::kLdtUnusable;
+        in.unusable = status == kandor::kLdtUnusable;
         return in;
     }
     const std::string text = kandor::normaliseLineEnds(bytes);
@@ -385,8 +378,8 @@ Loaded load(const std::string& bytes, const fs::path& file, std::optional<Format
     reader.hooks.ReportIssue = [&in](int code, int line, const std::string& message) {
         in.findings.push_back(finding(code, line, message));
     };
-    in.status = reader.ParseIes(in.record, text, false, text);
-    in.unusable = in.status == kandor::kParseUnusable;
+    status = reader.ParseIes(in.record, text, false, text);
+    in.unusable = status == kandor::kParseUnusable;
     if (!in.unusable) {
         const kandor::fileio::RoundingReport rounding =
             kandor::fileio::candelaRounding(text, in.record);
@@ -534,7 +527,7 @@ Applied applyChanges(const Options& o, IesRecord& record, bool lm63Output) {
         state.revision = *o.revision;
     }
 
-    if (o.symmetry || o.resample || o.equalNadir || (o.scale && o.scaleValues)) {
+    if (o.symmetry || o.resample() || o.equalNadir || (o.scale && o.scaleValues)) {
         WebResult web = webOf(state);
         // A step that leaves the web as it was (data that hold the symmetry already) says so
         // by saying nothing.
@@ -556,7 +549,7 @@ Applied applyChanges(const Options& o, IesRecord& record, bool lm63Output) {
                 target == Symmetry::kNone ? "symmetry expanded to all planes" : "symmetrised";
             if (!step(symmetrise(*web.web, target), name)) return refuse(web.refusal);
         }
-        if (o.resample && !step(resample(*web.web, o.vertStep, o.horzStep), "resampled"))
+        if (o.resample() && !step(resample(*web.web, o.vertStep, o.horzStep), "resampled"))
             return refuse(web.refusal);
         if (o.equalNadir && !step(equalNadir(*web.web), "nadir values made equal")) {
             // One plane, or no nadir at all: nothing to make equal, which is what was asked.
@@ -578,7 +571,7 @@ Applied applyChanges(const Options& o, IesRecord& record, bool lm63Output) {
 std::string compose(const Loaded& in, const IesRecord& record, Format target, bool lfOnly,
                     const fs::path& output, std::vector<std::string>& findings, std::string& why) {
     using namespace kandor;
-    if (target == Format::Ies) {
+    if (target == Format::Lm63) {
         KeepingPrompter boxes;
         std::string text = fileio::composeForFile(record, lfOnly, boxes);
         if (text.empty())
@@ -615,7 +608,7 @@ std::string compose(const Loaded& in, const IesRecord& record, Format target, bo
 // Where a file goes.
 fs::path targetFor(const Options& o, const fs::path& file, Format from, Format to) {
     fs::path name = file.filename();
-    if (from != to) name.replace_extension(to == Format::Ies ? ".ies" : ".ldt");
+    if (from != to) name.replace_extension(to == Format::Lm63 ? ".ies" : ".ldt");
     if (o.outDir) return *o.outDir / name;
     return from == to ? file : file.parent_path() / name;
 }
@@ -652,10 +645,11 @@ class Batch {
         if (!in.roundingNote.empty()) changes.push_back(in.roundingNote);
         const Format target = o_.to.value_or(in.format);
         if (target != in.format)
-            changes.push_back(target == Format::Ldt ? "LM-63 -> EULUMDAT" : "EULUMDAT -> LM-63");
+            changes.push_back(target == Format::Eulumdat ? "LM-63 -> EULUMDAT"
+                                                         : "EULUMDAT -> LM-63");
 
         IesRecord record = in.record;
-        const Applied applied = applyChanges(o_, record, target == Format::Ies);
+        const Applied applied = applyChanges(o_, record, target == Format::Lm63);
         if (!applied.refusal.empty()) return skip(name, applied.refusal);
         changes.insert(changes.end(), applied.changes.begin(), applied.changes.end());
 
@@ -687,11 +681,15 @@ class Batch {
         std::string what = changes.empty() ? std::string("no change") : join(changes);
         if (overInput) {
             // As the editor saves: data that compose as the file's own did change nothing,
-            // however the file spelled them, and the file is not touched.
-            std::vector<std::string> again;
-            std::string unused;
-            if (text == read.bytes ||
-                text == compose(in, in.record, target, fileLf, output, again, unused)) {
+            // however the file spelled them, and the file is not touched. Without a change
+            // asked for, `text` is that composition already; other line ends always change it.
+            const auto composedAsRead = [&] {
+                if (!o_.changesRecord()) return true;
+                std::vector<std::string> again;
+                std::string unused;
+                return text == compose(in, in.record, target, fileLf, output, again, unused);
+            };
+            if (text == read.bytes || (lfOnly == fileLf && composedAsRead())) {
                 say(name + ": nothing changed; the file left as it is");
                 return true;
             }

@@ -379,8 +379,9 @@ int runEditCommand(int argc, char** argv, const Options& options) {
         edit.toolPath = (ec ? std::filesystem::path("kandorpe") : self.parent_path() / "kandorpe");
     }
     // A folder, a device, a pipe or a missing file is refused at once, display or not.
-    if (const fileio::ReadResult read = fileio::readForEditing(edit.file); !read.ok) {
-        say("kandor-host: " + read.error);
+    edit.read = fileio::readForEditing(edit.file);
+    if (!edit.read->ok) {
+        say("kandor-host: " + edit.read->error);
         return fileedit::kExitNoInput;
     }
     const char* display = std::getenv("DISPLAY");
