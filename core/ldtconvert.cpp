@@ -951,12 +951,16 @@ IesToLdtResult iesToLdt(const IesRecord& ies, const LdtRecord* original,
 }
 
 LdtDocument openLdtDocument(std::string_view text, bool quarterTurn) {
+    return openLdtDocument(text, LdtToIesOptions{quarterTurn, false});
+}
+
+LdtDocument openLdtDocument(std::string_view text, const LdtToIesOptions& options) {
     LdtDocument doc;
     LdtReadResult read = readLdt(text);
     doc.findings = std::move(read.findings);
     doc.original = std::move(read.record);
     if (read.status != kLdtUnusable) {
-        LdtToIesResult converted = ldtToIes(doc.original, {quarterTurn, false});
+        LdtToIesResult converted = ldtToIes(doc.original, options);
         doc.record = std::move(converted.record);
         doc.findings.insert(doc.findings.end(), converted.findings.begin(),
                             converted.findings.end());
@@ -965,15 +969,20 @@ LdtDocument openLdtDocument(std::string_view text, bool quarterTurn) {
     return doc;
 }
 
-LdtSaved saveLdtDocument(const IesRecord& edited, const LdtRecord& original, bool quarterTurn) {
+LdtSaved saveLdtDocument(const IesRecord& edited, const LdtRecord* original,
+                         const IesToLdtOptions& options) {
     LdtSaved saved;
-    IesToLdtOptions options;
-    options.quarterTurn = quarterTurn;
-    IesToLdtResult converted = iesToLdt(edited, &original, options);
+    IesToLdtResult converted = iesToLdt(edited, original, options);
     saved.findings = std::move(converted.findings);
     saved.status = converted.status;
     if (converted.status != kLdtUnusable) saved.text = composeLdt(converted.record);
     return saved;
+}
+
+LdtSaved saveLdtDocument(const IesRecord& edited, const LdtRecord& original, bool quarterTurn) {
+    IesToLdtOptions options;
+    options.quarterTurn = quarterTurn;
+    return saveLdtDocument(edited, &original, options);
 }
 
 }  // namespace kandor

@@ -145,6 +145,8 @@ struct LdtDocument {
 
 // Reads an .ldt text into the record the editor edits, keeping the fields it does not show.
 LdtDocument openLdtDocument(std::string_view text, bool quarterTurn = false);
+// The same with the conversion's options: with ldtKeywords for a file that becomes LM-63.
+LdtDocument openLdtDocument(std::string_view text, const LdtToIesOptions& options);
 
 struct LdtSaved {
     std::string text;  // empty when the conversion was refused
@@ -152,7 +154,10 @@ struct LdtSaved {
     int status = kLdtClean;
 };
 
-// The .ldt text of an edited record, keeping the original's other fields.
+// The .ldt text of an edited record, keeping the original's other fields; without an original,
+// the record converted afresh.
+LdtSaved saveLdtDocument(const IesRecord& edited, const LdtRecord* original,
+                         const IesToLdtOptions& options);
 LdtSaved saveLdtDocument(const IesRecord& edited, const LdtRecord& original,
                          bool quarterTurn = false);
 

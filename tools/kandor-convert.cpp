@@ -351,25 +351,14 @@ Loaded load(const std::string& bytes, const fs::path& file, std::optional<Format
     if (kandor::photometricFormat(bytes, file.filename().string()) ==
         kandor::PhotometricFormat::Eulumdat) {
         in.format = Format::Eulumdat;
-        if (to.value_or(Format::Eulumdat) == Format::Eulumdat) {
-            // Kept EULUMDAT: the fields LM-63 cannot hold stay in the original record.
-            kandor::LdtDocument doc = kandor::openLdtDocument(bytes);
-            addLdtFindings(doc.findings, in.findings);
-            status = doc.status;
-            in.record = std::move(doc.record);
-            in.original = std::move(doc.original);
-        } else {
-            // Made LM-63: those fields travel in keywords, so that converting back restores them.
-            const kandor::LdtReadResult read = kandor::readLdt(bytes);
-            addLdtFindings(read.findings, in.findings);
-            status = read.status;
-            if (read.status != kandor::kLdtUnusable) {
-                kandor::LdtToIesResult converted = kandor::ldtToIes(read.record, {false, true});
-                addLdtFindings(converted.findings, in.findings);
-                status = std::max(status, converted.status);
-                in.record = std::move(converted.record);
-            }
-        }
+        // Kept EULUMDAT, the fields LM-63 cannot hold stay in the original record to save
+        // into; made LM-63, they travel in keywords, so that converting back restores them.
+        const bool keptLdt = to.value_or(Format::Eulumdat) == Format::Eulumdat;
+        kandor::LdtDocument doc = kandor::openLdtDocument(bytes, {false, !keptLdt});
+        addLdtFindings(doc.findings, in.findings);
+        status = doc.status;
+        in.record = std::move(doc.record);
+        if (keptLdt) in.original = std::move(doc.original);
         in.unusable = status == kandor::kLdtUnusable;
         return in;
     }
@@ -579,30 +568,18 @@ std::string compose(const Loaded& in, const IesRecord& record, Format target, bo
                   (boxes.said.empty() ? "" : ": " + boxes.said);
         return text;
     }
-    std::vector<LdtFinding> found;
-    std::string text;
-    int status = kLdtClean;
-    if (in.original) {
-        LdtSaved saved = saveLdtDocument(fileio::withFileKeywords(record), *in.original);
-        found = std::move(saved.findings);
-        status = saved.status;
-        text = std::move(saved.text);
-    } else {
-        IesToLdtOptions options;
-        options.fileName = output.filename().string();
-        IesToLdtResult converted = iesToLdt(fileio::withFileKeywords(record), nullptr, options);
-        found = std::move(converted.findings);
-        status = converted.status;
-        if (status != kLdtUnusable) text = composeLdt(converted.record);
-    }
-    addLdtFindings(found, findings);
-    if (status == kLdtUnusable || text.empty()) {
+    IesToLdtOptions options;
+    if (!in.original) options.fileName = output.filename().string();
+    const LdtSaved saved = saveLdtDocument(fileio::withFileKeywords(record),
+                                           in.original ? &*in.original : nullptr, options);
+    addLdtFindings(saved.findings, findings);
+    if (saved.status == kLdtUnusable || saved.text.empty()) {
         why = "cannot be written as EULUMDAT";
-        for (const LdtFinding& f : found)
+        for (const LdtFinding& f : saved.findings)
             if (f.status == kLdtUnusable) why += ": " + f.message;
         return {};
     }
-    return lfOnly ? fileio::withLfLineEnds(text) : text;
+    return lfOnly ? fileio::withLfLineEnds(saved.text) : saved.text;
 }
 
 // Where a file goes.
