@@ -238,8 +238,17 @@ bool plotCD::exportSvg(const QString& path) const {
 }
 
 void plotCD::mouseMoveEvent(QMouseEvent* event) {
+    // The reading and its marks change only by half degrees: no repaint in between.
+    const PlotFrame f = frame();
+    const auto aimAt = [&f](const std::optional<QPointF>& point) {
+        std::optional<std::pair<double, bool>> aim;
+        if (point) aim = f.angleAt(*point);
+        if (aim) aim->first = std::round(aim->first * 2) / 2;
+        return aim;
+    };
+    const auto before = aimAt(hover_);
     hover_ = event->position();
-    update();
+    if (aimAt(hover_) != before) update();
     QWidget::mouseMoveEvent(event);
 }
 
